@@ -1,0 +1,19 @@
+# Compiler settings shared by every target of the project.
+add_library(tarnwell_warnings INTERFACE)
+if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
+  target_compile_options(tarnwell_warnings INTERFACE -Wall -Wextra -Wpedantic)
+endif()
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  # Asio's coroutine support is switched off for clang unless asked for explicitly.
+  add_compile_definitions(ASIO_HAS_CO_AWAIT=1 ASIO_HAS_STD_COROUTINE=1)
+endif()
+
+set(TARNWELL_SANITIZE "" CACHE STRING "Sanitizers to build with: address;undefined or thread")
+if(TARNWELL_SANITIZE)
+  list(JOIN TARNWELL_SANITIZE "," _tarnwell_sanitizers)
+  add_compile_options(-fsanitize=${_tarnwell_sanitizers} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${_tarnwell_sanitizers})
+  if("thread" IN_LIST TARNWELL_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    add_compile_options(-Wno-tsan)
+  endif()
+endif()
