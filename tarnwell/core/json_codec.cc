@@ -1,0 +1,215 @@
+// JSON text to JSONValue and back. Parsing goes through simdjson's DOM; the tree is then copied
+// into JSONValue in one pass with every container sized up front.
+#include <simdjson.h>
+
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <string>
+
+#include "tarnwell/core/coding_error.h"
+#include "tarnwell/core/json_value.h"
+
+namespace tarnwell {
+
+class JSONParser {
+ public:
+  static JSONValue convert(simdjson::dom::element element) {
+    using simdjson::dom::element_type;
+    switch (element.type()) {
+      case element_type::NULL_VALUE: return JSONValue();
+      case element_type::BOOL: return JSONValue(bool(element.get_bool().value_unsafe()));
+      case element_type::INT64: return JSONValue(element.get_int64().value_unsafe());
+      case element_type::UINT64: return JSONValue(element.get_uint64().value_unsafe());
+      case element_type::DOUBLE: return JSONValue(element.get_double().value_unsafe());
+      case element_type::STRING: return JSONValue(element.get_string().value_unsafe());
+      case element_type::ARRAY: {
+        const simdjson::dom::array source = element.get_array().value_unsafe();
+        JSONArray array;
+        array.reserve(source.size());
+        for (simdjson::dom::element child : source) {
+          array.push_back(convert(child));
+        }
+        return JSONValue(std::move(array));
+      }
+      case element_type::OBJECT: {
+        const simdjson::dom::object source = element.get_object().value_unsafe();
+        JSONObject object;
+        object.members_.reserve(source.size());
+        std::uint64_t seenKeys = 0;  // a one-word Bloom filter: duplicate keys are rare
+        for (simdjson::dom::key_value_pair field : source) {
+          const std::uint64_t bit = keyBit(field.key);
+          if ((seenKeys & bit) != 0) {
+            if (JSONValue* existing = object.find(field.key)) {
+              // The last of duplicate keys wins, as with the platform's JSON reader.
+              *existing = convert(field.value);
+              continue;
+            }
+          }
+          seenKeys |= bit;
+          object.members_.emplace_back(std::string(field.key), convert(field.value));
+        }
+        return JSONValue(std::move(object));
+      }
+    }
+    throw DecodingError("Unsupported JSON value");
+  }
+
+ private:
+  static std::uint64_t keyBit(std::string_view key) noexcept {
+    std::uint64_t h = key.size();
+    if (!key.empty()) {
+      h = h * 131 + static_cast<unsigned char>(key.front());
+      h = h * 131 + static_cast<unsigned char>(key.back());
+      h = h * 131 + static_cast<unsigned char>(key[key.size() / 2]);
+    }
+    return std::uint64_t{1} << (h % 64);
+  }
+};
+
+namespace {
+
+// Parsers keep their buffers between documents; one per thread avoids both locking and
+// re-allocation. Documents larger than this are parsed with a one-off parser so a single huge
+// reply does not pin its memory for the life of the thread.
+constexpr std::size_t kRetainedParserCapacity = 1 << 20;
+
+simdjson::dom::element parseInto(simdjson::dom::parser& parser, std::string_view json) {
+  if (parser.capacity() < json.size()) {
+    if (auto error = parser.allocate(json.size(), JSONValue::maxDecodingDepth)) {
+      throw DecodingError(std::string("Unable to parse JSON: ") + simdjson::error_message(error));
+    }
+  }
+  simdjson::dom::element root;
+  if (auto error = parser.parse(json.data(), json.size(), true).get(root)) {
+    throw DecodingError(std::string("Unable to parse JSON: ") + simdjson::error_message(error));
+  }
+  return root;
+}
+
+}  // namespace
+
+JSONValue JSONValue::decode(std::string_view json) {
+  if (json.size() > kRetainedParserCapacity) {
+    simdjson::dom::parser parser(json.size());
+    return JSONParser::convert(parseInto(parser, json));
+  }
+  thread_local simdjson::dom::parser parser;
+  return JSONParser::convert(parseInto(parser, json));
+}
+
+// ---- Encoding ----------------------------------------------------------------------------
+
+namespace {
+
+constexpr char kHex[] = "0123456789abcdef";
+
+// Appends `text` with invalid UTF-8 sequences replaced by U+FFFD.
+void appendRepairedUtf8(std::string& out, std::string_view text) {
+  std::size_t i = 0;
+  while (i < text.size()) {
+    const auto lead = static_cast<unsigned char>(text[i]);
+    std::size_t length = lead < 0x80 ? 1 : (lead >> 5) == 0x6 ? 2 : (lead >> 4) == 0xE ? 3 : (lead >> 3) == 0x1E ? 4 : 0;
+    if (length > 1 && i + length <= text.size() &&
+        simdjson::validate_utf8(text.data() + i, length)) {
+      out.append(text, i, length);
+      i += length;
+    } else if (length == 1) {
+      out.push_back(text[i++]);
+    } else {
+      out.append("\xEF\xBF\xBD");
+      ++i;
+    }
+  }
+}
+
+void appendEscapedString(std::string& out, std::string_view text) {
+  out.push_back('"');
+  std::string repaired;
+  if (!simdjson::validate_utf8(text.data(), text.size())) {
+    appendRepairedUtf8(repaired, text);
+    text = repaired;
+  }
+  std::size_t runStart = 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto c = static_cast<unsigned char>(text[i]);
+    if (c >= 0x20 && c != '"' && c != '\\') {
+      continue;
+    }
+    out.append(text, runStart, i - runStart);
+    runStart = i + 1;
+    switch (c) {
+      case '"': out.append("\\\""); break;
+      case '\\': out.append("\\\\"); break;
+      case '\n': out.append("\\n"); break;
+      case '\r': out.append("\\r"); break;
+      case '\t': out.append("\\t"); break;
+      case '\b': out.append("\\b"); break;
+      case '\f': out.append("\\f"); break;
+      default: {
+        const char escape[] = {'\\', 'u', '0', '0', kHex[c >> 4], kHex[c & 0xF]};
+        out.append(escape, sizeof escape);
+      }
+    }
+  }
+  out.append(text, runStart, text.size() - runStart);
+  out.push_back('"');
+}
+
+void appendNumber(std::string& out, double number) {
+  if (!std::isfinite(number)) {
+    throw EncodingError("Unable to encode the non-finite number " + shortestNumberText(number) + " in JSON");
+  }
+  char buffer[32];
+  std::to_chars_result result;
+  // Whole numbers that a double holds exactly are written without a fraction or exponent.
+  if (std::trunc(number) == number && std::fabs(number) < 9007199254740992.0) {
+    result = std::to_chars(buffer, buffer + sizeof buffer, static_cast<std::int64_t>(number));
+  } else {
+    result = std::to_chars(buffer, buffer + sizeof buffer, number);
+  }
+  out.append(buffer, static_cast<std::size_t>(result.ptr - buffer));
+}
+
+}  // namespace
+
+void JSONValue::encodeTo(std::string& out) const {
+  switch (kind()) {
+    case Kind::string: appendEscapedString(out, *asString()); return;
+    case Kind::number: appendNumber(out, *asNumber()); return;
+    case Kind::boolean: out.append(*asBool() ? "true" : "false"); return;
+    case Kind::null: out.append("null"); return;
+    case Kind::array: {
+      out.push_back('[');
+      bool first = true;
+      for (const JSONValue& element : *asArray()) {
+        if (!first) out.push_back(',');
+        first = false;
+        element.encodeTo(out);
+      }
+      out.push_back(']');
+      return;
+    }
+    case Kind::object: {
+      out.push_back('{');
+      bool first = true;
+      for (const auto& [key, member] : *asObject()) {
+        if (!first) out.push_back(',');
+        first = false;
+        appendEscapedString(out, key);
+        out.push_back(':');
+        member.encodeTo(out);
+      }
+      out.push_back('}');
+      return;
+    }
+  }
+}
+
+std::string JSONValue::encode() const {
+  std::string out;
+  encodeTo(out);
+  return out;
+}
+
+}  // namespace tarnwell

@@ -1,0 +1,153 @@
+// File: tarnwell/core/json_value.h
+//
+// JSONValue is the one dynamic value of the SDK: gateway payloads and replies, event and user
+// properties, survey answers, flag values and rule operands are all made of it. It has six
+// cases: string, number (always a double), bool, object, array and null. Objects keep their
+// members in insertion order, so encoded payloads are deterministic.
+//
+//   tarnwell::JSONValue props = tarnwell::JSONObject{{"plan", "pro"}, {"seats", 3}};
+//   std::string body = props.encode();                 // {"plan":"pro","seats":3}
+//   auto decoded = tarnwell::JSONValue::decode(body);   // throws DecodingError on bad input
+//   std::optional<std::int64_t> seats = decoded["seats"].intValue();   // 3
+//
+// A JSONValue is a plain value with copy semantics; it may be read from several threads at once
+// but not written while read.
+#pragma once
+
+#include <any>
+#include <compare>
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include <tarnwell/export.h>
+
+namespace tarnwell {
+
+class JSONValue;
+using JSONArray = std::vector<JSONValue>;
+
+// An object: members in insertion order, keys unique. Lookup is a linear scan, which beats
+// hashing for the small objects payloads are made of.
+class TARNWELL_API JSONObject {
+ public:
+  using Member = std::pair<std::string, JSONValue>;
+  using iterator = std::vector<Member>::iterator;
+  using const_iterator = std::vector<Member>::const_iterator;
+
+  JSONObject() = default;
+  JSONObject(std::initializer_list<Member> members);
+
+  std::size_t size() const noexcept { return members_.size(); }
+  bool empty() const noexcept { return members_.empty(); }
+  iterator begin() noexcept { return members_.begin(); }
+  iterator end() noexcept { return members_.end(); }
+  const_iterator begin() const noexcept { return members_.begin(); }
+  const_iterator end() const noexcept { return members_.end(); }
+  void reserve(std::size_t count) { members_.reserve(count); }
+
+  const JSONValue* find(std::string_view key) const noexcept;
+  JSONValue* find(std::string_view key) noexcept;
+  bool contains(std::string_view key) const noexcept { return find(key) != nullptr; }
+
+  // Replaces the value of an existing key in place, else appends the member.
+  void set(std::string key, JSONValue value);
+  // The value under `key`, appended as null when missing.
+  JSONValue& operator[](std::string_view key);
+  bool erase(std::string_view key);
+
+  // Equal when both hold the same keys with equal values, in any order.
+  friend TARNWELL_API bool operator==(const JSONObject& a, const JSONObject& b);
+
+ private:
+  friend class JSONParser;
+  std::vector<Member> members_;
+};
+
+class TARNWELL_API JSONValue {
+ public:
+  enum class Kind { string, number, boolean, object, array, null };
+
+  JSONValue() noexcept : value_(nullptr) {}
+  JSONValue(std::nullptr_t) noexcept : value_(nullptr) {}
+  JSONValue(std::string text) noexcept : value_(std::move(text)) {}
+  JSONValue(std::string_view text) : value_(std::string(text)) {}
+  JSONValue(const char* text) : value_(std::string(text)) {}
+  JSONValue(bool flag) noexcept : value_(flag) {}
+  template <typename Number>
+    requires((std::integral<Number> || std::floating_point<Number>) && !std::same_as<Number, bool>)
+  JSONValue(Number number) noexcept : value_(static_cast<double>(number)) {}
+  JSONValue(JSONObject object) noexcept : value_(std::move(object)) {}
+  JSONValue(JSONArray array) noexcept : value_(std::move(array)) {}
+
+  Kind kind() const noexcept { return static_cast<Kind>(value_.index()); }
+  bool isString() const noexcept { return kind() == Kind::string; }
+  bool isNumber() const noexcept { return kind() == Kind::number; }
+  bool isBool() const noexcept { return kind() == Kind::boolean; }
+  bool isObject() const noexcept { return kind() == Kind::object; }
+  bool isArray() const noexcept { return kind() == Kind::array; }
+  bool isNull() const noexcept { return kind() == Kind::null; }
+
+  // The payload of the case, or null when the value is of another case.
+  const std::string* asString() const noexcept { return std::get_if<std::string>(&value_); }
+  const double* asNumber() const noexcept { return std::get_if<double>(&value_); }
+  const bool* asBool() const noexcept { return std::get_if<bool>(&value_); }
+  const JSONObject* asObject() const noexcept { return std::get_if<JSONObject>(&value_); }
+  JSONObject* asObject() noexcept { return std::get_if<JSONObject>(&value_); }
+  const JSONArray* asArray() const noexcept { return std::get_if<JSONArray>(&value_); }
+  JSONArray* asArray() noexcept { return std::get_if<JSONArray>(&value_); }
+
+  // The member `key` of an object; a shared null for a missing key or a value that is not an
+  // object, so lookups chain: value["a"]["b"].stringValue().
+  const JSONValue& operator[](std::string_view key) const noexcept;
+
+  // The tolerant readings. boolValue: a bool, or exactly "true"/"false". intValue: a number
+  // truncated toward zero, or decimal text ("+42", "-7"; nothing else). doubleValue: a number,
+  // or text that parses whole as a floating-point literal. stringValue: text, a number in its
+  // shortest round-trip form that always shows a fraction (3 reads "3.0"), or "true"/"false".
+  // Every other combination reads as absent.
+  std::optional<bool> boolValue() const noexcept;
+  std::optional<std::int64_t> intValue() const noexcept;
+  std::optional<double> doubleValue() const noexcept;
+  std::optional<std::string> stringValue() const;
+  // The text of a scalar wherever a text field must be tolerant: the same as stringValue.
+  std::optional<std::string> stringifyScalar() const { return stringValue(); }
+
+  // Converts a host value. In order: an empty std::any is null; a JSONValue stays itself; text
+  // (std::string, std::string_view, const char*) is a string; bool is a bool (tested before the
+  // numbers, so true never becomes 1); integers and floating-point numbers are numbers;
+  // std::map / std::unordered_map from std::string to std::any is an object and
+  // std::vector<std::any> an array, recursively; std::optional<std::any> unwraps; anything else
+  // is a string holding the type's name. Never throws.
+  static JSONValue fromDynamic(const std::any& value);
+  // The inverse: std::string, double, bool, std::map<std::string, std::any>,
+  // std::vector<std::any>, and an empty std::any for null.
+  std::any toDynamic() const;
+
+  // Parses JSON text. Throws DecodingError for text that is not one JSON value, is not UTF-8,
+  // nests deeper than maxDecodingDepth, or holds a number outside the double range.
+  static JSONValue decode(std::string_view json);
+  static constexpr std::size_t maxDecodingDepth = 512;
+
+  // Compact JSON in insertion order. Throws EncodingError for a number that is not finite.
+  // Text that is not valid UTF-8 is written with U+FFFD in place of the broken bytes.
+  std::string encode() const;
+  void encodeTo(std::string& out) const;
+
+  friend TARNWELL_API bool operator==(const JSONValue& a, const JSONValue& b);
+
+ private:
+  std::variant<std::string, double, bool, JSONObject, JSONArray, std::nullptr_t> value_;
+};
+
+// The text of a number as stringValue gives it: "3.0", "0.1", "1e-05", "1e+20".
+TARNWELL_API std::string shortestNumberText(double number);
+
+}  // namespace tarnwell
