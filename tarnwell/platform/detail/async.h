@@ -1,0 +1,136 @@
+// File: tarnwell/platform/detail/async.h
+//
+// The coroutine glue between the platform seams and Asio: waiting on a Clock, awaiting an HTTP
+// transfer, hopping onto a strand or the worker pool. Internal: includes Asio.
+//
+//   asio::awaitable<void> flushLoop(Clock& clock) {
+//     for (;;) {
+//       co_await sleepFor(clock, std::chrono::seconds(60));   // throws operation_aborted when cancelled
+//       ...
+//     }
+//   }
+//
+// Every awaitable here resumes its caller on the caller's own executor, and honours Asio's
+// per-operation cancellation (a cancellation slot bound by co_spawn or a parallel group): a
+// cancelled sleep or transfer completes with asio::error::operation_aborted.
+//
+// g++ 12 destroys an aggregate temporary inside a co_await expression twice
+// (`co_await sendRequest(t, HttpRequest{})` corrupts the heap): bind such arguments to a local
+// variable first.
+#pragma once
+
+#include <asio/associated_cancellation_slot.hpp>
+#include <asio/async_result.hpp>
+#include <asio/awaitable.hpp>
+#include <asio/co_spawn.hpp>
+#include <asio/dispatch.hpp>
+#include <asio/post.hpp>
+#include <asio/strand.hpp>
+#include <asio/thread_pool.hpp>
+#include <asio/use_awaitable.hpp>
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <system_error>
+#include <type_traits>
+#include <utility>
+
+#include "tarnwell/platform/clock.h"
+#include "tarnwell/platform/http_transport.h"
+
+namespace tarnwell::detail {
+
+// Completes a handler exactly once, whichever of the operation's own completion and a
+// cancellation request comes first, and always on the handler's associated executor.
+template <typename Handler, typename... Results>
+class OneShot : public std::enable_shared_from_this<OneShot<Handler, Results...>> {
+ public:
+  explicit OneShot(Handler handler) : handler_(std::move(handler)) {}
+
+  bool tryComplete(Results... results) {
+    if (done_.exchange(true)) {
+      return false;
+    }
+    auto executor = asio::get_associated_executor(handler_);
+    asio::post(executor, [handler = std::move(handler_), ... results = std::move(results)]() mutable {
+      std::move(handler)(std::move(results)...);
+    });
+    return true;
+  }
+
+ private:
+  Handler handler_;
+  std::atomic<bool> done_{false};
+};
+
+// Waits `delay` on `clock`. Throws std::system_error(operation_aborted) when cancelled.
+template <typename CompletionToken = asio::use_awaitable_t<>>
+auto sleepFor(Clock& clock, std::chrono::milliseconds delay, CompletionToken&& token = {}) {
+  return asio::async_initiate<CompletionToken, void(std::error_code)>(
+      [&clock, delay](auto handler) {
+        auto slot = asio::get_associated_cancellation_slot(handler);
+        using Shot = OneShot<std::decay_t<decltype(handler)>, std::error_code>;
+        auto shot = std::make_shared<Shot>(std::move(handler));
+        auto timer = clock.startTimer(delay, [shot] { shot->tryComplete(std::error_code()); });
+        if (slot.is_connected()) {
+          slot.assign([shot, timer](asio::cancellation_type) {
+            timer->cancel();
+            shot->tryComplete(asio::error::operation_aborted);
+          });
+        }
+      },
+      token);
+}
+
+// Sends `request` through `transport`. Cancelling the awaiting operation cancels the transfer,
+// which then completes with TransportErrorCode::cancelled.
+template <typename CompletionToken = asio::use_awaitable_t<>>
+auto sendRequest(HttpTransport& transport, HttpRequest request, CompletionToken&& token = {}) {
+  return asio::async_initiate<CompletionToken, void(HttpResult)>(
+      [&transport, request = std::move(request)](auto handler) mutable {
+        auto slot = asio::get_associated_cancellation_slot(handler);
+        using Shot = OneShot<std::decay_t<decltype(handler)>, HttpResult>;
+        auto shot = std::make_shared<Shot>(std::move(handler));
+        auto transfer = transport.post(std::move(request), [shot](HttpResult result) {
+          shot->tryComplete(std::move(result));
+        });
+        if (slot.is_connected() && transfer) {
+          slot.assign([transfer](asio::cancellation_type) { transfer->cancel(); });
+        }
+      },
+      token);
+}
+
+// Runs `work` (an awaitable) on `executor`, typically a component's strand, and resumes the
+// caller on its own executor with the result or the exception.
+template <typename Executor, typename T>
+asio::awaitable<T> runOn(Executor executor, asio::awaitable<T> work) {
+  co_return co_await asio::co_spawn(executor, std::move(work), asio::use_awaitable);
+}
+
+// The shared pool for CPU work that must stay off the main context, such as decoding a large
+// content document.
+class WorkerPool {
+ public:
+  explicit WorkerPool(std::size_t threads = 2) : pool_(threads) {}
+  ~WorkerPool() { pool_.join(); }
+  WorkerPool(const WorkerPool&) = delete;
+  WorkerPool& operator=(const WorkerPool&) = delete;
+
+  asio::thread_pool::executor_type executor() noexcept { return pool_.get_executor(); }
+
+  // Runs `fn` on a pool thread; the caller resumes on its own executor with the result.
+  template <typename Fn>
+  asio::awaitable<std::invoke_result_t<Fn>> run(Fn fn) {
+    using Result = std::invoke_result_t<Fn>;
+    co_return co_await asio::co_spawn(
+        pool_.get_executor(), [fn = std::move(fn)]() mutable -> asio::awaitable<Result> { co_return fn(); },
+        asio::use_awaitable);
+  }
+
+ private:
+  asio::thread_pool pool_;
+};
+
+}  // namespace tarnwell::detail

@@ -1,0 +1,93 @@
+#include "tarnwell/platform/main_context.h"
+
+#include <asio/executor_work_guard.hpp>
+#include <asio/io_context.hpp>
+#include <asio/post.hpp>
+
+#include <exception>
+#include <optional>
+#include <thread>
+
+#include "tarnwell/core/log.h"
+
+namespace tarnwell {
+
+struct MainContext::Impl {
+  explicit Impl(Mode mode) : mode(mode), guard(asio::make_work_guard(io)) {}
+
+  // Runs `step` until it returns without an exception: work that throws must not stop the
+  // context for everything queued behind it.
+  template <typename Step>
+  std::size_t runGuarded(Step step) {
+    std::size_t total = 0;
+    for (;;) {
+      try {
+        total += step();
+        return total;
+      } catch (const std::exception& error) {
+        logError("Work on the main context failed", error.what());
+      } catch (...) {
+        logError("Work on the main context failed", "unknown exception");
+      }
+      ++total;
+    }
+  }
+
+  Mode mode;
+  asio::io_context io{1};
+  asio::executor_work_guard<asio::io_context::executor_type> guard;
+  std::thread thread;
+};
+
+MainContext::MainContext(Mode mode) : impl_(std::make_unique<Impl>(mode)) {
+  if (mode == Mode::ownThread) {
+    impl_->thread = std::thread([impl = impl_.get()] { impl->runGuarded([&] { return impl->io.run(); }); });
+  }
+}
+
+MainContext::~MainContext() {
+  impl_->guard.reset();
+  impl_->io.stop();
+  if (impl_->thread.joinable()) {
+    impl_->thread.join();
+  }
+}
+
+MainContext::Mode MainContext::mode() const noexcept { return impl_->mode; }
+
+void MainContext::post(std::function<void()> work) { asio::post(impl_->io, std::move(work)); }
+
+bool MainContext::runningInThisThread() const noexcept { return impl_->io.get_executor().running_in_this_thread(); }
+
+std::size_t MainContext::poll() {
+  if (impl_->mode != Mode::hostPumped) {
+    return 0;
+  }
+  if (impl_->io.stopped()) {
+    impl_->io.restart();
+  }
+  return impl_->runGuarded([&] { return impl_->io.poll(); });
+}
+
+std::size_t MainContext::runFor(std::chrono::milliseconds limit, const std::function<bool()>& done) {
+  if (impl_->mode != Mode::hostPumped) {
+    return 0;
+  }
+  const auto deadline = std::chrono::steady_clock::now() + limit;
+  std::size_t total = 0;
+  while (std::chrono::steady_clock::now() < deadline) {
+    if (impl_->io.stopped()) {
+      impl_->io.restart();
+    }
+    total += impl_->runGuarded([&] { return impl_->io.run_one_until(deadline); });
+    total += poll();
+    if (done && done()) {
+      break;
+    }
+  }
+  return total;
+}
+
+asio::io_context& MainContext::ioContext() noexcept { return impl_->io; }
+
+}  // namespace tarnwell
