@@ -1,8 +1,10 @@
 #include <tarnwell/platform/app_info.h>
 
 #include <filesystem>
+#include <string>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 namespace tarnwell {
 
