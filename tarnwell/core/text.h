@@ -1,0 +1,30 @@
+// File: tarnwell/core/text.h
+//
+// Small text helpers shared by the parsers and labels: trimming Unicode white space from
+// UTF-8 text, and ASCII lower-casing for case-insensitive comparisons of identifiers.
+//
+//   std::string_view name = tarnwell::trimWhitespaceAndNewlines("\u00A0 iPhone15,2\n");
+//   // name == "iPhone15,2"
+//
+// Every function is pure, may be called from any thread and never throws except for
+// std::bad_alloc from the functions that return a std::string.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include <tarnwell/export.h>
+
+namespace tarnwell {
+
+// Drops every Unicode White_Space code point (ASCII space, tab, LF, VT, FF, CR, U+0085,
+// U+00A0, U+1680, U+2000-U+200A, U+2028, U+2029, U+202F, U+205F, U+3000) from both ends.
+// The text is read as UTF-8; bytes that do not form a valid sequence (overlong forms,
+// surrogates, stray continuation bytes) are not white space and stop the trimming.
+// The result views into `text`.
+TARNWELL_API std::string_view trimWhitespaceAndNewlines(std::string_view text) noexcept;
+
+// A copy of `text` with 'A'-'Z' turned into 'a'-'z'; every other byte is kept as it is.
+TARNWELL_API std::string toLowerAscii(std::string_view text);
+
+}  // namespace tarnwell
