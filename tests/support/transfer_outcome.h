@@ -11,8 +11,16 @@
 #include <chrono>
 #include <future>
 #include <memory>
+#include <ostream>
 
 #include <tarnwell/platform/http_transport.h>
+
+namespace tarnwell {
+
+// Lets GoogleTest print a code by name in failure messages.
+inline void PrintTo(TransportErrorCode code, std::ostream* out) { *out << toString(code); }
+
+}  // namespace tarnwell
 
 namespace tarnwell::testing {
 
