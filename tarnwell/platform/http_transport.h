@@ -40,7 +40,7 @@ struct HttpRequest {
   std::chrono::milliseconds timeout{60'000};
 };
 
-struct HttpResponse {
+struct TARNWELL_API HttpResponse {
   int status = 0;
   HttpHeaders headers;  // names as the server sent them
   std::string body;

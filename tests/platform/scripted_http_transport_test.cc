@@ -1,0 +1,214 @@
+#include <tarnwell/platform/scripted_http_transport.h>
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/support/transfer_outcome.h"
+
+namespace tarnwell {
+namespace {
+
+using testing::errorOf;
+using testing::responseOf;
+using Outcome = testing::TransferOutcome;
+
+HttpRequest requestTo(std::string url, std::string body = "{}") {
+  HttpRequest request;
+  request.url = std::move(url);
+  request.body = std::move(body);
+  return request;
+}
+
+HttpResponse okWith(std::string body) {
+  HttpResponse response;
+  response.status = 200;
+  response.body = std::move(body);
+  return response;
+}
+
+TEST(ScriptedHttpTransportTest, AnswersFromTheScriptInOrderThenFailsWhenItRunsOut) {
+  ScriptedHttpTransport transport;
+  transport.enqueue(okWith("first"));
+  transport.enqueue(TransportError{TransportErrorCode::timedOut, "slow"});
+  transport.enqueue(HttpResponse{.status = 500, .headers = {{"Retry-After", "3"}}, .body = "third"});
+
+  std::vector<Outcome> outcomes(4);
+  for (auto& outcome : outcomes) {
+    transport.post(requestTo("https://gw/f"), outcome.callback());
+    EXPECT_TRUE(outcome.isDone());  // answered inline, before post returned
+  }
+  EXPECT_EQ(responseOf(outcomes[0].get()).body, "first");
+  const TransportError slow = errorOf(outcomes[1].get());
+  EXPECT_EQ(slow.code, TransportErrorCode::timedOut);
+  EXPECT_EQ(slow.message, "slow");
+  const HttpResponse third = responseOf(outcomes[2].get());
+  EXPECT_EQ(third.status, 500);
+  EXPECT_EQ(third.body, "third");
+  EXPECT_EQ(third.headers, (HttpHeaders{{"Retry-After", "3"}}));
+  const TransportError none = errorOf(outcomes[3].get());
+  EXPECT_EQ(none.code, TransportErrorCode::network);
+  EXPECT_EQ(none.message, "no scripted response");
+}
+
+TEST(ScriptedHttpTransportTest, AsksTheResponderOnlyWhenTheScriptIsEmpty) {
+  ScriptedHttpTransport transport;
+  transport.enqueue(okWith("scripted"));
+  transport.setResponder([&](const HttpRequest& request) -> HttpResult {
+    // The transport's lock is not held here, so the responder may look at it.
+    return okWith("echo " + request.body + " #" + std::to_string(transport.requests().size()));
+  });
+  Outcome first, second, third;
+  transport.post(requestTo("https://gw/f", "a"), first.callback());
+  transport.post(requestTo("https://gw/f", "b"), second.callback());
+  transport.setResponder({});
+  transport.post(requestTo("https://gw/f", "c"), third.callback());
+
+  EXPECT_EQ(responseOf(first.get()).body, "scripted");
+  EXPECT_EQ(responseOf(second.get()).body, "echo b #2");
+  EXPECT_EQ(errorOf(third.get()).message, "no scripted response");
+}
+
+TEST(ScriptedHttpTransportTest, FailsTheRequestWhenTheResponderThrows) {
+  ScriptedHttpTransport transport;
+  transport.setResponder([](const HttpRequest&) -> HttpResult { throw std::runtime_error("boom"); });
+  Outcome outcome;
+  transport.post(requestTo("https://gw/f"), outcome.callback());
+  const TransportError error = errorOf(outcome.get());
+  EXPECT_EQ(error.code, TransportErrorCode::network);
+  EXPECT_EQ(error.message, "scripted responder threw: boom");
+}
+
+TEST(ScriptedHttpTransportTest, RecordsEveryRequestWhateverItsAnswer) {
+  ScriptedHttpTransport transport;
+  HttpRequest withEverything = requestTo("https://gw/a", "{\"x\":1}");
+  withEverything.headers = {{"Content-Type", "application/json"}, {"X-Key", "k"}};
+  withEverything.timeout = std::chrono::milliseconds(1500);
+  transport.enqueue(okWith(""));
+  transport.post(withEverything, [](HttpResult) {});
+  transport.post(requestTo("https://gw/b"), [](HttpResult) {});  // fails: nothing scripted
+  transport.holdResponses(true);
+  transport.post(requestTo("https://gw/c"), [](HttpResult) {});  // stays pending
+
+  const std::vector<HttpRequest> recorded = transport.requests();
+  ASSERT_EQ(recorded.size(), 3u);
+  EXPECT_EQ(recorded[0].url, "https://gw/a");
+  EXPECT_EQ(recorded[0].headers, withEverything.headers);
+  EXPECT_EQ(recorded[0].body, "{\"x\":1}");
+  EXPECT_EQ(recorded[0].timeout, std::chrono::milliseconds(1500));
+  EXPECT_EQ(recorded[1].url, "https://gw/b");
+  EXPECT_EQ(recorded[2].url, "https://gw/c");
+}
+
+TEST(ScriptedHttpTransportTest, HeldRequestsWaitForTheTestToCompleteThemOldestFirst) {
+  ScriptedHttpTransport transport;
+  transport.enqueue(okWith("not used while held"));
+  transport.holdResponses(true);
+  Outcome first, second, third;
+  transport.post(requestTo("https://gw/1"), first.callback());
+  transport.post(requestTo("https://gw/2"), second.callback());
+  transport.post(requestTo("https://gw/3"), third.callback());
+  EXPECT_FALSE(first.isDone());
+  EXPECT_EQ(transport.pendingCount(), 3u);
+
+  EXPECT_TRUE(transport.completeNext(okWith("one")));
+  EXPECT_EQ(responseOf(first.get()).body, "one");
+  EXPECT_FALSE(second.isDone());
+  EXPECT_EQ(transport.pendingCount(), 2u);
+
+  EXPECT_EQ(transport.completeAll(TransportError{TransportErrorCode::cannotConnect, "down"}), 2u);
+  EXPECT_EQ(errorOf(second.get()).message, "down");
+  EXPECT_EQ(errorOf(third.get()).code, TransportErrorCode::cannotConnect);
+  EXPECT_FALSE(transport.completeNext(okWith("nobody waits")));
+  EXPECT_EQ(transport.completeAll(okWith("nobody waits")), 0u);
+
+  transport.holdResponses(false);
+  Outcome fourth;
+  transport.post(requestTo("https://gw/4"), fourth.callback());
+  EXPECT_EQ(responseOf(fourth.get()).body, "not used while held");
+}
+
+TEST(ScriptedHttpTransportTest, CancellingAPendingTransferCompletesItOnceWithCancelled) {
+  ScriptedHttpTransport transport;
+  transport.holdResponses(true);
+  Outcome first, second;
+  const auto firstTransfer = transport.post(requestTo("https://gw/1"), first.callback());
+  const auto secondTransfer = transport.post(requestTo("https://gw/2"), second.callback());
+
+  firstTransfer->cancel();
+  const TransportError cancelled = errorOf(first.get());
+  EXPECT_EQ(cancelled.code, TransportErrorCode::cancelled);
+  EXPECT_EQ(cancelled.message, "transfer cancelled");
+  EXPECT_EQ(transport.pendingCount(), 1u);
+
+  EXPECT_TRUE(transport.completeNext(okWith("two")));  // the cancelled one is skipped
+  EXPECT_EQ(responseOf(second.get()).body, "two");
+  firstTransfer->cancel();
+  secondTransfer->cancel();
+  EXPECT_EQ(first.calls(), 1);
+  EXPECT_EQ(second.calls(), 1);
+}
+
+TEST(ScriptedHttpTransportTest, CancellingAnAnsweredTransferDoesNothing) {
+  ScriptedHttpTransport transport;
+  transport.enqueue(okWith("done"));
+  Outcome outcome;
+  const auto transfer = transport.post(requestTo("https://gw/1"), outcome.callback());
+  transfer->cancel();
+  EXPECT_EQ(responseOf(outcome.get()).body, "done");
+  EXPECT_EQ(outcome.calls(), 1);
+}
+
+TEST(ScriptedHttpTransportTest, DestroyingTheTransportCancelsWhatIsPending) {
+  auto transport = std::make_unique<ScriptedHttpTransport>();
+  transport->holdResponses(true);
+  Outcome outcome;
+  const auto transfer = transport->post(requestTo("https://gw/1"), outcome.callback());
+  transport.reset();
+  const TransportError error = errorOf(outcome.get());
+  EXPECT_EQ(error.code, TransportErrorCode::cancelled);
+  EXPECT_EQ(error.message, "transport shut down");
+  transfer->cancel();  // safe after the transport is gone
+  EXPECT_EQ(outcome.calls(), 1);
+}
+
+TEST(ScriptedHttpTransportTest, CompletionsMayPostAgain) {
+  ScriptedHttpTransport transport;
+  transport.enqueue(okWith("first"));
+  transport.enqueue(okWith("retry"));
+  Outcome retried;
+  transport.post(requestTo("https://gw/1"), [&](HttpResult) {
+    transport.post(requestTo("https://gw/1"), retried.callback());
+  });
+  EXPECT_EQ(responseOf(retried.get()).body, "retry");
+  EXPECT_EQ(transport.requests().size(), 2u);
+}
+
+TEST(ScriptedHttpTransportTest, RecordsAndAnswersPostsFromManyThreads) {
+  constexpr int kThreads = 4, kPostsEach = 50;
+  ScriptedHttpTransport transport;
+  transport.setResponder([](const HttpRequest& request) -> HttpResult { return okWith(request.body); });
+  std::vector<std::vector<Outcome>> outcomes(kThreads);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    outcomes[t] = std::vector<Outcome>(kPostsEach);
+    threads.emplace_back([&, t] {
+      for (int i = 0; i < kPostsEach; ++i) {
+        transport.post(requestTo("https://gw/f", std::to_string(t * kPostsEach + i)), outcomes[t][i].callback());
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(transport.requests().size(), std::size_t{kThreads * kPostsEach});
+  for (int t = 0; t < kThreads; ++t) {
+    for (int i = 0; i < kPostsEach; ++i) {
+      EXPECT_EQ(responseOf(outcomes[t][i].get()).body, std::to_string(t * kPostsEach + i));
+    }
+  }
+}
+
+}  // namespace
+}  // namespace tarnwell
