@@ -14,42 +14,45 @@ namespace tarnwell {
 
 class JSONParser {
  public:
-  static JSONValue convert(simdjson::dom::element element) {
+  // Writes the element straight into `out`, so no temporary tree is built and torn down.
+  static void fill(JSONValue& out, simdjson::dom::element element) {
     using simdjson::dom::element_type;
     switch (element.type()) {
-      case element_type::NULL_VALUE: return JSONValue();
-      case element_type::BOOL: return JSONValue(bool(element.get_bool().value_unsafe()));
-      case element_type::INT64: return JSONValue(element.get_int64().value_unsafe());
-      case element_type::UINT64: return JSONValue(element.get_uint64().value_unsafe());
-      case element_type::DOUBLE: return JSONValue(element.get_double().value_unsafe());
-      case element_type::STRING: return JSONValue(element.get_string().value_unsafe());
+      case element_type::NULL_VALUE: out.value_.emplace<std::nullptr_t>(); return;
+      case element_type::BOOL: out.value_.emplace<bool>(element.get_bool().value_unsafe()); return;
+      case element_type::INT64: out.value_.emplace<double>(static_cast<double>(element.get_int64().value_unsafe())); return;
+      case element_type::UINT64: out.value_.emplace<double>(static_cast<double>(element.get_uint64().value_unsafe())); return;
+      case element_type::DOUBLE: out.value_.emplace<double>(element.get_double().value_unsafe()); return;
+      case element_type::STRING: out.value_.emplace<std::string>(element.get_string().value_unsafe()); return;
       case element_type::ARRAY: {
         const simdjson::dom::array source = element.get_array().value_unsafe();
-        JSONArray array;
-        array.reserve(source.size());
+        JSONArray& array = out.value_.emplace<JSONArray>();
+        array.resize(source.size());
+        std::size_t i = 0;
         for (simdjson::dom::element child : source) {
-          array.push_back(convert(child));
+          fill(array[i++], child);
         }
-        return JSONValue(std::move(array));
+        return;
       }
       case element_type::OBJECT: {
         const simdjson::dom::object source = element.get_object().value_unsafe();
-        JSONObject object;
-        object.members_.reserve(source.size());
+        auto& members = out.value_.emplace<JSONObject>().members_;
+        members.reserve(source.size());
         std::uint64_t seenKeys = 0;  // a one-word Bloom filter: duplicate keys are rare
         for (simdjson::dom::key_value_pair field : source) {
           const std::uint64_t bit = keyBit(field.key);
           if ((seenKeys & bit) != 0) {
-            if (JSONValue* existing = object.find(field.key)) {
+            if (JSONValue* existing = std::get<JSONObject>(out.value_).find(field.key)) {
               // The last of duplicate keys wins, as with the platform's JSON reader.
-              *existing = convert(field.value);
+              fill(*existing, field.value);
               continue;
             }
           }
           seenKeys |= bit;
-          object.members_.emplace_back(std::string(field.key), convert(field.value));
+          fill(members.emplace_back(std::piecewise_construct, std::forward_as_tuple(field.key), std::tuple<>()).second,
+               field.value);
         }
-        return JSONValue(std::move(object));
+        return;
       }
     }
     throw DecodingError("Unsupported JSON value");
@@ -92,10 +95,14 @@ simdjson::dom::element parseInto(simdjson::dom::parser& parser, std::string_view
 JSONValue JSONValue::decode(std::string_view json) {
   if (json.size() > kRetainedParserCapacity) {
     simdjson::dom::parser parser(json.size());
-    return JSONParser::convert(parseInto(parser, json));
+    JSONValue value;
+    JSONParser::fill(value, parseInto(parser, json));
+    return value;
   }
   thread_local simdjson::dom::parser parser;
-  return JSONParser::convert(parseInto(parser, json));
+  JSONValue value;
+  JSONParser::fill(value, parseInto(parser, json));
+  return value;
 }
 
 // ---- Encoding ----------------------------------------------------------------------------

@@ -144,6 +144,7 @@ class TARNWELL_API JSONValue {
   friend TARNWELL_API bool operator==(const JSONValue& a, const JSONValue& b);
 
  private:
+  friend class JSONParser;
   std::variant<std::string, double, bool, JSONObject, JSONArray, std::nullptr_t> value_;
 };
 
