@@ -12,7 +12,7 @@ target_include_directories(tarnwell_asio SYSTEM INTERFACE ${ASIO_INCLUDE_DIR})
 target_compile_definitions(tarnwell_asio INTERFACE ASIO_STANDALONE ASIO_NO_DEPRECATED)
 target_link_libraries(tarnwell_asio INTERFACE Threads::Threads)
 
-if(TARNWELL_BUILD_TESTS OR TARNWELL_BUILD_BENCH)
+if(TARNWELL_BUILD_TESTS OR TARNWELL_BUILD_BENCH OR TARNWELL_BUILD_TOOLS)
   pkg_check_modules(HTTPLIB REQUIRED IMPORTED_TARGET cpp-httplib)
 endif()
 if(TARNWELL_BUILD_TESTS)
