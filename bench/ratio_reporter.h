@@ -3,10 +3,12 @@
 //
 //   int main(int argc, char** argv) {
 //     return tarnwell::bench::runWithRatios(argc, argv, {
-//         {"BM_JSONValueDecode", "BM_SimdjsonDomParse", 3.0}});
+//         {"BM_JSONValueDecode", "BM_SimdjsonDomParse", 3.0}},
+//         {{"BM_JSONValueEncode", 300e6}});
 //   }
 //
-// A ratio over its target is printed as MISSED and makes the program exit with status 1.
+// A ratio over its target, or a throughput under its floor, is printed as MISSED and makes the
+// program exit with status 1.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -17,6 +19,11 @@
 #include <vector>
 
 namespace tarnwell::bench {
+
+struct Throughput {
+  std::string measured;        // a benchmark that calls SetBytesProcessed
+  double minBytesPerSecond;
+};
 
 struct Ratio {
   std::string measured;  // benchmark name (without arguments or "/real_time" suffixes)
@@ -31,6 +38,9 @@ class RatioReporter : public benchmark::ConsoleReporter {
       if (run.run_type == Run::RT_Iteration && !run.error_occurred) {
         // CPU time: the ratio should not move when another process shares the machine.
         timePerIteration_[run.benchmark_name()] = run.GetAdjustedCPUTime();
+        if (auto rate = run.counters.find("bytes_per_second"); rate != run.counters.end()) {
+          bytesPerSecond_[run.benchmark_name()] = rate->second.value;
+        }
       }
     }
     ConsoleReporter::ReportRuns(runs);
@@ -55,11 +65,28 @@ class RatioReporter : public benchmark::ConsoleReporter {
     return allMet;
   }
 
+  bool reportThroughputs(const std::vector<Throughput>& floors) const {
+    bool allMet = true;
+    for (const Throughput& floor : floors) {
+      const auto measured = bytesPerSecond_.find(floor.measured);
+      if (measured == bytesPerSecond_.end()) {
+        continue;
+      }
+      const bool met = measured->second >= floor.minBytesPerSecond;
+      allMet = allMet && met;
+      std::printf("%-44s %14.0f MB/s, floor %6.0f MB/s %s\n", floor.measured.c_str(), measured->second / 1e6,
+                  floor.minBytesPerSecond / 1e6, met ? "met" : "MISSED");
+    }
+    return allMet;
+  }
+
  private:
   std::map<std::string, double> timePerIteration_;
+  std::map<std::string, double> bytesPerSecond_;
 };
 
-inline int runWithRatios(int argc, char** argv, const std::vector<Ratio>& ratios) {
+inline int runWithRatios(int argc, char** argv, const std::vector<Ratio>& ratios,
+                         const std::vector<Throughput>& floors = {}) {
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
     return 2;
@@ -67,7 +94,9 @@ inline int runWithRatios(int argc, char** argv, const std::vector<Ratio>& ratios
   RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   benchmark::Shutdown();
-  return reporter.reportRatios(ratios) ? 0 : 1;
+  const bool ratiosMet = reporter.reportRatios(ratios);
+  const bool floorsMet = reporter.reportThroughputs(floors);
+  return ratiosMet && floorsMet ? 0 : 1;
 }
 
 }  // namespace tarnwell::bench

@@ -23,7 +23,7 @@ class JSONParser {
       case element_type::INT64: out.value_.emplace<double>(static_cast<double>(element.get_int64().value_unsafe())); return;
       case element_type::UINT64: out.value_.emplace<double>(static_cast<double>(element.get_uint64().value_unsafe())); return;
       case element_type::DOUBLE: out.value_.emplace<double>(element.get_double().value_unsafe()); return;
-      case element_type::STRING: out.value_.emplace<std::string>(element.get_string().value_unsafe()); return;
+      case element_type::STRING: out.value_.emplace<JSONString>(element.get_string().value_unsafe()); return;
       case element_type::ARRAY: {
         const simdjson::dom::array source = element.get_array().value_unsafe();
         JSONArray& array = out.value_.emplace<JSONArray>();
@@ -130,16 +130,45 @@ void appendRepairedUtf8(std::string& out, std::string_view text) {
   }
 }
 
+// True when any of the eight bytes needs attention: a control character, '"', '\\', or a byte
+// of a multi-byte UTF-8 sequence (which must be checked for validity).
+inline bool wordNeedsCare(std::uint64_t word) noexcept {
+  constexpr std::uint64_t ones = 0x0101010101010101ULL;
+  constexpr std::uint64_t highs = 0x8080808080808080ULL;
+  auto hasZeroByte = [](std::uint64_t v) { return (v - ones) & ~v & highs; };
+  const std::uint64_t control = (word - 0x2020202020202020ULL) & ~word & highs;
+  return (control | hasZeroByte(word ^ 0x2222222222222222ULL) | hasZeroByte(word ^ 0x5C5C5C5C5C5C5C5CULL) |
+          (word & highs)) != 0;
+}
+
 void appendEscapedString(std::string& out, std::string_view text) {
-  out.push_back('"');
-  std::string repaired;
-  if (!simdjson::validate_utf8(text.data(), text.size())) {
-    appendRepairedUtf8(repaired, text);
-    text = repaired;
+  // Fast path: scan eight bytes at a time; most texts are plain ASCII with nothing to escape.
+  std::size_t clean = 0;
+  while (clean + 8 <= text.size()) {
+    std::uint64_t word;
+    std::memcpy(&word, text.data() + clean, 8);
+    if (wordNeedsCare(word)) break;
+    clean += 8;
   }
-  std::size_t runStart = 0;
-  for (std::size_t i = 0; i < text.size(); ++i) {
+  std::string repaired;
+  bool checkedUtf8 = false;
+  out.push_back('"');
+  out.append(text.data(), clean);
+  std::size_t runStart = clean;
+  for (std::size_t i = clean; i < text.size(); ++i) {
     const auto c = static_cast<unsigned char>(text[i]);
+    if (c >= 0x80 && !checkedUtf8) {
+      checkedUtf8 = true;
+      if (!simdjson::validate_utf8(text.data(), text.size())) {
+        // Start over on a repaired copy; it is valid, so this branch is not taken again.
+        out.append(text, runStart, i - runStart);
+        appendRepairedUtf8(repaired, text.substr(i));
+        text = repaired;
+        i = static_cast<std::size_t>(-1);
+        runStart = 0;
+        continue;
+      }
+    }
     if (c >= 0x20 && c != '"' && c != '\\') {
       continue;
     }
@@ -182,7 +211,7 @@ void appendNumber(std::string& out, double number) {
 
 void JSONValue::encodeTo(std::string& out) const {
   switch (kind()) {
-    case Kind::string: appendEscapedString(out, *asString()); return;
+    case Kind::string: appendEscapedString(out, asString()->view()); return;
     case Kind::number: appendNumber(out, *asNumber()); return;
     case Kind::boolean: out.append(*asBool() ? "true" : "false"); return;
     case Kind::null: out.append("null"); return;

@@ -3,6 +3,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <cxxabi.h>
 #include <map>
 #include <memory>
@@ -13,6 +14,50 @@
 #include "tarnwell/core/log.h"
 
 namespace tarnwell {
+
+// ---- JSONString --------------------------------------------------------------------------
+
+JSONString::JSONString(std::string_view text) {
+  if (text.size() <= kInlineCapacity) {
+    std::memcpy(storage_.bytes, text.data(), text.size());
+    setInlineSize(text.size());
+    return;
+  }
+  char* data = new char[text.size() + 1];
+  std::memcpy(data, text.data(), text.size());
+  data[text.size()] = '\0';
+  storage_.heap.data = data;
+  storage_.heap.size = text.size();
+  storage_.bytes[kInlineCapacity] = static_cast<char>(kHeapMark);
+}
+
+JSONString::JSONString(JSONString&& other) noexcept {
+  std::memcpy(&storage_, &other.storage_, sizeof storage_);
+  other.setInlineSize(0);
+}
+
+JSONString& JSONString::operator=(const JSONString& other) {
+  if (this != &other) {
+    *this = JSONString(other.view());
+  }
+  return *this;
+}
+
+JSONString& JSONString::operator=(JSONString&& other) noexcept {
+  if (this != &other) {
+    release();
+    std::memcpy(&storage_, &other.storage_, sizeof storage_);
+    other.setInlineSize(0);
+  }
+  return *this;
+}
+
+void JSONString::release() noexcept {
+  if (!isInline()) {
+    delete[] storage_.heap.data;
+    setInlineSize(0);
+  }
+}
 
 // ---- JSONObject --------------------------------------------------------------------------
 
@@ -92,7 +137,7 @@ std::optional<bool> JSONValue::boolValue() const noexcept {
   if (const bool* flag = asBool()) {
     return *flag;
   }
-  if (const std::string* text = asString()) {
+  if (const JSONString* text = asString()) {
     if (*text == "true") return true;
     if (*text == "false") return false;
   }
@@ -164,8 +209,8 @@ std::optional<double> parseWholeDouble(std::string_view text) noexcept {
 }  // namespace
 
 std::optional<std::int64_t> JSONValue::intValue() const noexcept {
-  if (const std::string* text = asString()) {
-    return parseDecimalInteger(*text);
+  if (const JSONString* text = asString()) {
+    return parseDecimalInteger(text->view());
   }
   if (const double* number = asNumber()) {
     // -2^63 is representable; 2^63 is the first double past the range.
@@ -183,15 +228,15 @@ std::optional<double> JSONValue::doubleValue() const noexcept {
   if (const double* number = asNumber()) {
     return *number;
   }
-  if (const std::string* text = asString()) {
-    return parseWholeDouble(*text);
+  if (const JSONString* text = asString()) {
+    return parseWholeDouble(text->view());
   }
   return std::nullopt;
 }
 
 std::optional<std::string> JSONValue::stringValue() const {
   switch (kind()) {
-    case Kind::string: return *asString();
+    case Kind::string: return asString()->str();
     case Kind::number: return shortestNumberText(*asNumber());
     case Kind::boolean: return std::string(*asBool() ? "true" : "false");
     default: return std::nullopt;
@@ -327,7 +372,7 @@ JSONValue JSONValue::fromDynamic(const std::any& value) {
 
 std::any JSONValue::toDynamic() const {
   switch (kind()) {
-    case Kind::string: return *asString();
+    case Kind::string: return asString()->str();
     case Kind::number: return *asNumber();
     case Kind::boolean: return *asBool();
     case Kind::object: {

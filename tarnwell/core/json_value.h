@@ -34,6 +34,52 @@ namespace tarnwell {
 class JSONValue;
 using JSONArray = std::vector<JSONValue>;
 
+// The immutable text of a string value. Texts of up to 31 bytes (ids, keys, dates, most labels)
+// live inside the value itself, so decoding a document allocates only for longer texts.
+class TARNWELL_API JSONString {
+ public:
+  JSONString() noexcept { setInlineSize(0); }
+  explicit JSONString(std::string_view text);
+  JSONString(const JSONString& other) : JSONString(other.view()) {}
+  JSONString(JSONString&& other) noexcept;
+  JSONString& operator=(const JSONString& other);
+  JSONString& operator=(JSONString&& other) noexcept;
+  ~JSONString() { release(); }
+
+  std::string_view view() const noexcept {
+    return isInline() ? std::string_view(storage_.bytes, kInlineCapacity - static_cast<unsigned char>(storage_.bytes[kInlineCapacity]))
+                      : std::string_view(storage_.heap.data, storage_.heap.size);
+  }
+  operator std::string_view() const noexcept { return view(); }
+  std::string str() const { return std::string(view()); }
+  std::size_t size() const noexcept { return view().size(); }
+  bool empty() const noexcept { return size() == 0; }
+
+  friend bool operator==(const JSONString& a, const JSONString& b) noexcept { return a.view() == b.view(); }
+  friend bool operator==(const JSONString& a, std::string_view b) noexcept { return a.view() == b; }
+
+ private:
+  static constexpr std::size_t kInlineCapacity = 31;
+  // The last byte holds the unused inline capacity (0..31), which doubles as the terminating
+  // zero of a full inline text; kHeapMark there means the text lives on the heap.
+  static constexpr unsigned char kHeapMark = 0x80;
+
+  bool isInline() const noexcept { return static_cast<unsigned char>(storage_.bytes[kInlineCapacity]) != kHeapMark; }
+  void setInlineSize(std::size_t size) noexcept {
+    storage_.bytes[size] = '\0';
+    storage_.bytes[kInlineCapacity] = static_cast<char>(kInlineCapacity - size);
+  }
+  void release() noexcept;
+
+  union Storage {
+    char bytes[kInlineCapacity + 1];
+    struct {
+      char* data;
+      std::size_t size;
+    } heap;
+  } storage_;
+};
+
 // An object: members in insertion order, keys unique. Lookup is a linear scan, which beats
 // hashing for the small objects payloads are made of.
 class TARNWELL_API JSONObject {
@@ -77,9 +123,10 @@ class TARNWELL_API JSONValue {
 
   JSONValue() noexcept : value_(nullptr) {}
   JSONValue(std::nullptr_t) noexcept : value_(nullptr) {}
-  JSONValue(std::string text) noexcept : value_(std::move(text)) {}
-  JSONValue(std::string_view text) : value_(std::string(text)) {}
-  JSONValue(const char* text) : value_(std::string(text)) {}
+  JSONValue(const std::string& text) : value_(std::in_place_type<JSONString>, text) {}
+  JSONValue(std::string_view text) : value_(std::in_place_type<JSONString>, text) {}
+  JSONValue(const char* text) : value_(std::in_place_type<JSONString>, text) {}
+  JSONValue(JSONString text) noexcept : value_(std::move(text)) {}
   JSONValue(bool flag) noexcept : value_(flag) {}
   template <typename Number>
     requires((std::integral<Number> || std::floating_point<Number>) && !std::same_as<Number, bool>)
@@ -96,7 +143,7 @@ class TARNWELL_API JSONValue {
   bool isNull() const noexcept { return kind() == Kind::null; }
 
   // The payload of the case, or null when the value is of another case.
-  const std::string* asString() const noexcept { return std::get_if<std::string>(&value_); }
+  const JSONString* asString() const noexcept { return std::get_if<JSONString>(&value_); }
   const double* asNumber() const noexcept { return std::get_if<double>(&value_); }
   const bool* asBool() const noexcept { return std::get_if<bool>(&value_); }
   const JSONObject* asObject() const noexcept { return std::get_if<JSONObject>(&value_); }
@@ -145,7 +192,7 @@ class TARNWELL_API JSONValue {
 
  private:
   friend class JSONParser;
-  std::variant<std::string, double, bool, JSONObject, JSONArray, std::nullptr_t> value_;
+  std::variant<JSONString, double, bool, JSONObject, JSONArray, std::nullptr_t> value_;
 };
 
 // The text of a number as stringValue gives it: "3.0", "0.1", "1e-05", "1e+20".

@@ -71,7 +71,7 @@ struct JSONCoder;
 template <>
 struct JSONCoder<std::string> {
   static std::string decode(const JSONValue& value, const CodingPath& path) {
-    if (const std::string* text = value.asString()) return *text;
+    if (const JSONString* text = value.asString()) return text->str();
     throwTypeMismatch(path, "text", value);
   }
   static JSONValue encode(const std::string& value) { return JSONValue(value); }

@@ -42,6 +42,19 @@ TEST(JSONCodecTest, LastOfDuplicateKeysWins) {
   EXPECT_EQ(value.encode(), R"({"a":3,"b":2})");
 }
 
+// The encoder scans eight bytes at a time; what needs escaping must be found at every offset.
+TEST(JSONCodecTest, EscapesAreFoundAtEveryPositionOfTheScan) {
+  for (std::size_t offset = 0; offset < 20; ++offset) {
+    for (const auto& [raw, escaped] : std::vector<std::pair<std::string, std::string>>{
+             {"\"", "\\\""}, {"\\", "\\\\"}, {"\x1f", "\\u001f"}, {std::string(1, '\0'), "\\u0000"},
+             {"\xC3\xA9", "\xC3\xA9"}, {"\xE2\x82", "\xEF\xBF\xBD\xEF\xBF\xBD"}}) {
+      const std::string prefix(offset, 'a');
+      EXPECT_EQ(JSONValue(prefix + raw + "z").encode(), "\"" + prefix + escaped + "z\"")
+          << "offset " << offset << " raw " << raw;
+    }
+  }
+}
+
 TEST(JSONCodecTest, EncodingANonFiniteNumberIsAnError) {
   EXPECT_THROW(JSONValue(std::numeric_limits<double>::infinity()).encode(), EncodingError);
   EXPECT_THROW(JSONValue(JSONArray{std::nan("")}).encode(), EncodingError);

@@ -127,7 +127,7 @@ TEST(JSONValueTest, FromDynamicConvertsContainersRecursivelyAndDescribesUnknownT
             JSONValue(JSONObject{{"n", 1}, {"list", JSONArray{true, "x"}}}));
   const JSONValue opaque = JSONValue::fromDynamic(std::any(Opaque{}));
   ASSERT_TRUE(opaque.isString());
-  EXPECT_NE(opaque.asString()->find("Opaque"), std::string::npos);
+  EXPECT_NE(opaque.asString()->view().find("Opaque"), std::string_view::npos);
 }
 
 TEST(JSONValueTest, ToDynamicRoundTripsThroughFromDynamic) {
