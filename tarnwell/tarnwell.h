@@ -4,6 +4,24 @@
 // It pulls in no third-party header.
 #pragma once
 
+#include <tarnwell/core/color.h>
+#include <tarnwell/core/constants.h>
+#include <tarnwell/core/device_labels.h>
+#include <tarnwell/core/environment.h>
+#include <tarnwell/core/iso8601.h>
+#include <tarnwell/core/json_value.h>
 #include <tarnwell/core/log.h>
+#include <tarnwell/core/sdk_config.h>
+#include <tarnwell/core/timestamp.h>
+#include <tarnwell/platform/app_info.h>
+#include <tarnwell/platform/clock.h>
+#include <tarnwell/platform/curl_http_transport.h>
+#include <tarnwell/platform/device_info.h>
 #include <tarnwell/platform/http_transport.h>
 #include <tarnwell/platform/key_value_store.h>
+#include <tarnwell/platform/main_context.h>
+#include <tarnwell/platform/memory_key_value_store.h>
+#include <tarnwell/platform/published.h>
+#include <tarnwell/platform/scripted_http_transport.h>
+#include <tarnwell/platform/sqlite_key_value_store.h>
+#include <tarnwell/platform/virtual_clock.h>

@@ -9,6 +9,13 @@ int main() {
   std::string seen;
   tarnwell::setLogSink([&](tarnwell::LogLevel, std::string_view line) { seen = line; });
   tarnwell::logInfo("consumer");
+  const auto config = tarnwell::TarnwellSDKConfig::fromJSON(
+      R"({"schemaVersion":1,"apiKey":"k","environment":"Stage","appwrite":{"endpoint":"https://h/v1",)"
+      R"("projectId":"p","databaseId":"d","gatewayFunctionId":"g"}})");
+  tarnwell::MemoryKeyValueStore store;
+  store.setString("tarnwell_user_type", "pro");
   std::puts(seen.c_str());
-  return seen == "[Tarnwell][INFO] consumer" ? 0 : 1;
+  const bool ok = seen == "[Tarnwell][INFO] consumer" && config.selectedEnvironment() == tarnwell::Environment::stage &&
+                  store.getString("tarnwell_user_type") == "pro";
+  return ok ? 0 : 1;
 }
