@@ -1,0 +1,63 @@
+// File: tarnwell/backend/gateway_errors.h
+//
+// What a gateway call can fail with. The start-up shows the failure's what() text as the
+// `error` state's text, so each text is worded for the developer who reads that state.
+//
+//   try { co_await gateway.execute("bootstrap", payload, false); }
+//   catch (const RuntimeGatewayError& e) { e.kind(); e.what(); }
+//   catch (const TransportFailure& e) { if (e.isCancellation()) ... }
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include <tarnwell/platform/http_transport.h>
+#include <tarnwell/export.h>
+
+namespace tarnwell {
+
+class TARNWELL_API RuntimeGatewayError : public std::runtime_error {
+ public:
+  enum class Kind { httpError, gatewayError, invalidResponse };
+
+  // "The Appwrite gateway request failed with HTTP status " + code + "."
+  static RuntimeGatewayError httpError(int statusCode);
+  // The backend's own words.
+  static RuntimeGatewayError gatewayError(std::string_view message);
+  // "The Appwrite gateway returned an invalid response."
+  static RuntimeGatewayError invalidResponse();
+
+  Kind kind() const noexcept { return kind_; }
+  int statusCode() const noexcept { return statusCode_; }  // httpError only
+
+ private:
+  RuntimeGatewayError(Kind kind, const std::string& text, int statusCode)
+      : std::runtime_error(text), kind_(kind), statusCode_(statusCode) {}
+  Kind kind_;
+  int statusCode_;
+};
+
+// A transfer that produced no HTTP response, thrown as the transport reported it.
+class TARNWELL_API TransportFailure : public std::runtime_error {
+ public:
+  explicit TransportFailure(TransportError error);
+
+  TransportErrorCode code() const noexcept { return error_.code; }
+  // The transport's own detail, e.g. curl's "Connection refused".
+  const std::string& detail() const noexcept { return error_.message; }
+  bool isCancellation() const noexcept { return error_.code == TransportErrorCode::cancelled; }
+
+ private:
+  TransportError error_;
+};
+
+// An endpoint that does not parse as a URL. what(): "bad URL".
+class TARNWELL_API URLError : public std::runtime_error {
+ public:
+  enum class Code { badURL };
+  URLError() : std::runtime_error("bad URL") {}
+  Code code() const noexcept { return Code::badURL; }
+};
+
+}  // namespace tarnwell
