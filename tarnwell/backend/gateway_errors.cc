@@ -35,4 +35,21 @@ RuntimeGatewayError RuntimeGatewayError::invalidResponse() {
 TransportFailure::TransportFailure(TransportError error)
     : std::runtime_error(describe(error.code)), error_(std::move(error)) {}
 
+std::string textualForm(const std::exception& error) {
+  if (const auto* gateway = dynamic_cast<const RuntimeGatewayError*>(&error)) {
+    switch (gateway->kind()) {
+      case RuntimeGatewayError::Kind::httpError: return "httpError(" + std::to_string(gateway->statusCode()) + ")";
+      case RuntimeGatewayError::Kind::gatewayError: return "gatewayError(\"" + std::string(gateway->what()) + "\")";
+      case RuntimeGatewayError::Kind::invalidResponse: return "invalidResponse";
+    }
+  }
+  if (const auto* transport = dynamic_cast<const TransportFailure*>(&error)) {
+    return "TransportFailure(" + std::string(toString(transport->code())) + ": " + transport->detail() + ")";
+  }
+  if (dynamic_cast<const URLError*>(&error) != nullptr) {
+    return "URLError(badURL)";
+  }
+  return error.what();
+}
+
 }  // namespace tarnwell

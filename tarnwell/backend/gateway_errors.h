@@ -60,4 +60,9 @@ class TARNWELL_API URLError : public std::runtime_error {
   Code code() const noexcept { return Code::badURL; }
 };
 
+// The error's textual form for ERROR log lines: the case and its payload, e.g.
+// httpError(404), gatewayError("Invalid API key"), TransportFailure(cannotConnect: Connection
+// refused); other errors give their what() text.
+TARNWELL_API std::string textualForm(const std::exception& error);
+
 }  // namespace tarnwell

@@ -4,6 +4,7 @@
 #include <asio/io_context.hpp>
 #include <asio/post.hpp>
 
+#include <atomic>
 #include <exception>
 #include <optional>
 #include <thread>
@@ -34,6 +35,7 @@ struct MainContext::Impl {
   }
 
   Mode mode;
+  std::atomic<bool> stopped{false};
   asio::io_context io{1};
   asio::executor_work_guard<asio::io_context::executor_type> guard;
   std::thread thread;
@@ -45,11 +47,20 @@ MainContext::MainContext(Mode mode) : impl_(std::make_unique<Impl>(mode)) {
   }
 }
 
-MainContext::~MainContext() {
+MainContext::~MainContext() { stop(); }
+
+void MainContext::stop() {
+  impl_->stopped = true;
   impl_->guard.reset();
   impl_->io.stop();
   if (impl_->thread.joinable()) {
-    impl_->thread.join();
+    // Stopped from its own work (an owner torn down inside a callback): the thread ends by
+    // itself once that work returns.
+    if (impl_->thread.get_id() == std::this_thread::get_id()) {
+      impl_->thread.detach();
+    } else {
+      impl_->thread.join();
+    }
   }
 }
 
@@ -60,7 +71,7 @@ void MainContext::post(std::function<void()> work) { asio::post(impl_->io, std::
 bool MainContext::runningInThisThread() const noexcept { return impl_->io.get_executor().running_in_this_thread(); }
 
 std::size_t MainContext::poll() {
-  if (impl_->mode != Mode::hostPumped) {
+  if (impl_->mode != Mode::hostPumped || impl_->stopped) {
     return 0;
   }
   if (impl_->io.stopped()) {
@@ -70,7 +81,7 @@ std::size_t MainContext::poll() {
 }
 
 std::size_t MainContext::runFor(std::chrono::milliseconds limit, const std::function<bool()>& done) {
-  if (impl_->mode != Mode::hostPumped) {
+  if (impl_->mode != Mode::hostPumped || impl_->stopped) {
     return 0;
   }
   const auto deadline = std::chrono::steady_clock::now() + limit;

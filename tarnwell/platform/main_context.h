@@ -38,6 +38,10 @@ class TARNWELL_API MainContext {
   explicit MainContext(Mode mode = Mode::ownThread);
   // Stops the context; in ownThread mode joins its thread. Work still queued is dropped.
   ~MainContext();
+  // Stops running work (joining the own thread) but keeps the context alive, so that late
+  // posts from other threads land in a queue that is never run instead of in freed memory.
+  // Called by owners that must tear down I/O before the context itself.
+  void stop();
   MainContext(const MainContext&) = delete;
   MainContext& operator=(const MainContext&) = delete;
 

@@ -1,0 +1,164 @@
+#include <gtest/gtest.h>
+
+#include "tarnwell/core/constants.h"
+#include "tarnwell/core/tarnwell.h"
+#include "tarnwell/platform/memory_key_value_store.h"
+#include "tarnwell/platform/scripted_http_transport.h"
+#include "tests/support/log_recorder.h"
+#include "tests/support/scratch_dir.h"
+
+#include <fstream>
+
+namespace tarnwell {
+namespace {
+
+constexpr std::string_view kGoodBootstrap =
+    R"({"ok":true,"data":{"config":{"organizationId":"org_1","projectId":"prj_1","appId":"app_1","teamId":"team_1",)"
+    R"("apiKeyId":"key_1","environment":"stage"},"sessionToken":"tok_1"}})";
+
+HttpResponse reply(std::string_view body, int status = 200) {
+  HttpResponse response;
+  response.status = status;
+  response.body = std::string(body);
+  return response;
+}
+
+TarnwellSDKConfig testConfig(std::string endpoint = "https://gateway.test/v1") {
+  TarnwellSDKConfig config;
+  config.apiKey = "tw_test";
+  config.environment = "Stage";
+  config.appwrite = {std::move(endpoint), "proj", "db", "fn", std::nullopt, std::nullopt};
+  return config;
+}
+
+struct TarnwellTest : ::testing::Test {
+  std::shared_ptr<ScriptedHttpTransport> transport = std::make_shared<ScriptedHttpTransport>();
+  std::shared_ptr<MemoryKeyValueStore> store = std::make_shared<MemoryKeyValueStore>();
+  testing::LogRecorder log;
+  Tarnwell sdk{options()};
+  std::vector<SDKState> completions;
+
+  HostOptions options() {
+    HostOptions host;
+    host.store = store;
+    host.mainContextMode = MainContext::Mode::hostPumped;
+    host.transport = transport;
+    host.deviceInfo = iosDeviceProfile;
+    host.uuidSeed = 3;
+    return host;
+  }
+  Tarnwell::StateCallback record() {
+    return [this](const SDKState& state) { completions.push_back(state); };
+  }
+  void settle(std::size_t expectedCompletions) {
+    sdk.mainContext().runFor(std::chrono::seconds(30), [&] { return completions.size() >= expectedCompletions; });
+  }
+  std::size_t bootstrapCount() const { return transport->requests().size(); }
+};
+
+TEST_F(TarnwellTest, StartUpReachesReadyWithTheTenantAndCallsTheCompletionOnce) {
+  transport->enqueue(reply(kGoodBootstrap));
+  std::vector<SDKState> seen;
+  Subscription subscription = sdk.subscribeState([&](const SDKState& state) { seen.push_back(state); });
+  EXPECT_EQ(sdk.getState(), SDKState::notInitialized());
+  sdk.initialize(testConfig(), record());
+  settle(1);
+  sdk.mainContext().poll();
+  EXPECT_EQ(completions, std::vector<SDKState>{SDKState::ready()});
+  EXPECT_TRUE(sdk.isReady());
+  EXPECT_EQ(seen, (std::vector<SDKState>{SDKState::notInitialized(), SDKState::initializing(), SDKState::ready()}));
+
+  const UserDebugState debug = sdk.getUserDebugState();
+  EXPECT_EQ(debug.teamId, "team_1");
+  EXPECT_EQ(debug.environment, "stage");
+  EXPECT_EQ(debug.appId, "app_1");
+  EXPECT_EQ(debug.effectiveUserId, debug.anonymousId);
+  EXPECT_EQ(transport->requests().at(0).url, "https://gateway.test/v1/functions/fn/executions");
+}
+
+TEST_F(TarnwellTest, SecondInitializeWhileStartingOnlyReportsInitializing) {
+  transport->holdResponses(true);
+  sdk.initialize(testConfig(), record());
+  sdk.initialize(testConfig(), record());
+  sdk.mainContext().runFor(std::chrono::seconds(30), [&] { return transport->pendingCount() == 1; });
+  ASSERT_EQ(completions, std::vector<SDKState>{SDKState::initializing()});
+  transport->completeNext(reply(kGoodBootstrap));
+  settle(2);
+  EXPECT_EQ(completions.back(), SDKState::ready());
+  EXPECT_EQ(bootstrapCount(), 1u);
+}
+
+TEST_F(TarnwellTest, InitializeOnAReadySdkBootstrapsAgain) {
+  transport->setResponder([](const HttpRequest&) { return reply(kGoodBootstrap); });
+  sdk.initialize(testConfig(), record());
+  settle(1);
+  std::vector<SDKState> seen;
+  Subscription subscription = sdk.subscribeState([&](const SDKState& state) { seen.push_back(state); });
+  sdk.initialize(testConfig(), record());
+  settle(2);
+  sdk.mainContext().poll();
+  EXPECT_EQ(seen, (std::vector<SDKState>{SDKState::ready(), SDKState::initializing(), SDKState::ready()}));
+  EXPECT_EQ(bootstrapCount(), 2u);
+}
+
+TEST_F(TarnwellTest, BootstrapFailureGivesErrorWithTheBackendsWordsAndALogLine) {
+  transport->enqueue(reply(R"({"ok":false,"error":"Invalid API key"})"));
+  sdk.initialize(testConfig(), record());
+  settle(1);
+  EXPECT_EQ(completions, std::vector<SDKState>{SDKState::error("Invalid API key")});
+  EXPECT_TRUE(log.contains("[Tarnwell][ERROR] Failed to initialize Tarnwell :: gatewayError(\"Invalid API key\")"));
+  EXPECT_FALSE(sdk.isReady());
+  EXPECT_EQ(sdk.getUserDebugState().appId, std::nullopt);
+}
+
+TEST_F(TarnwellTest, HttpAndEndpointFailuresUseTheirDescriptions) {
+  transport->enqueue(reply("not found", 404));
+  sdk.initialize(testConfig(), record());
+  settle(1);
+  EXPECT_EQ(completions.back(), SDKState::error("The Appwrite gateway request failed with HTTP status 404."));
+
+  sdk.initialize(testConfig("not a url"), record());
+  settle(2);
+  EXPECT_EQ(completions.back(), SDKState::error("bad URL"));
+  EXPECT_TRUE(log.contains("[Tarnwell][ERROR] Failed to initialize Tarnwell :: URLError(badURL)"));
+  EXPECT_EQ(bootstrapCount(), 1u);
+}
+
+TEST_F(TarnwellTest, UnreadableConfigurationsGoToErrorWithoutALogLine) {
+  sdk.initializeFromJSON("{\"apiKey\":\"\xC3\x28\"}", record());
+  settle(1);
+  EXPECT_EQ(completions.back(), SDKState::error("The Tarnwell SDK config JSON is not valid UTF-8."));
+
+  testing::ScratchDir bundle;
+  sdk.initializeFromFile("tarnwell.json", bundle.path(), record());
+  settle(2);
+  EXPECT_EQ(completions.back(), SDKState::error("Unable to find tarnwell.json.json in the app bundle."));
+  EXPECT_TRUE(log.lines().empty());
+  EXPECT_EQ(bootstrapCount(), 0u);
+
+  std::ofstream(bundle.file("tarnwell.json")) << testConfig().encode().encode();
+  transport->enqueue(reply(kGoodBootstrap));
+  sdk.initializeFromFile("tarnwell.txt", bundle.path(), record());
+  settle(3);
+  EXPECT_EQ(completions.back(), SDKState::ready());
+}
+
+TEST_F(TarnwellTest, ApiKeyFormUsesTheBuiltInBackend) {
+  transport->enqueue(reply(kGoodBootstrap));
+  sdk.initialize("tw_key", Environment::debug, record());
+  settle(1);
+  const HttpRequest request = transport->requests().at(0);
+  EXPECT_TRUE(request.url.starts_with(std::string(Constants::appwriteEndpoint)));
+  const JSONValue input = JSONValue::decode(*JSONValue::decode(request.body)["body"].asString());
+  EXPECT_EQ(input["payload"].encode(), R"({"apiKey":"tw_key","environment":"debug"})");
+}
+
+TEST_F(TarnwellTest, ShutdownIsAStateOfItsOwn) {
+  sdk.shutdown();
+  sdk.mainContext().poll();
+  EXPECT_EQ(sdk.getState(), SDKState::shutdown());
+  EXPECT_FALSE(sdk.isInitialized());
+}
+
+}  // namespace
+}  // namespace tarnwell
