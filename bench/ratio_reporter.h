@@ -7,13 +7,16 @@
 //         {{"BM_JSONValueEncode", 300e6}});
 //   }
 //
-// A ratio over its target, or a throughput under its floor, is printed as MISSED and makes the
+// Each benchmark runs five times (unless --benchmark_repetitions says otherwise) and the ratios
+// compare medians. A ratio over its target, or a throughput under its floor, is printed as MISSED and makes the
 // program exit with status 1.
 #pragma once
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <string_view>
 #include <map>
 #include <string>
 #include <vector>
@@ -36,10 +39,13 @@ class RatioReporter : public benchmark::ConsoleReporter {
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& run : runs) {
       if (run.run_type == Run::RT_Iteration && !run.error_occurred) {
-        // CPU time: the ratio should not move when another process shares the machine.
-        timePerIteration_[run.benchmark_name()] = run.GetAdjustedCPUTime();
+        // CPU time unless the benchmark waits on I/O ("/real_time"): then only wall time
+        // says anything. CPU time keeps the ratio steady when another process shares the machine.
+        const std::string name = run.benchmark_name();
+        timesPerIteration_[name].push_back(name.ends_with("/real_time") ? run.GetAdjustedRealTime()
+                                                                         : run.GetAdjustedCPUTime());
         if (auto rate = run.counters.find("bytes_per_second"); rate != run.counters.end()) {
-          bytesPerSecond_[run.benchmark_name()] = rate->second.value;
+          bytesPerSecond_[name].push_back(rate->second.value);
         }
       }
     }
@@ -51,12 +57,12 @@ class RatioReporter : public benchmark::ConsoleReporter {
     bool allMet = true;
     std::printf("\n%-44s %-32s %8s %8s\n", "measured", "baseline", "ratio", "target");
     for (const Ratio& ratio : ratios) {
-      const auto measured = timePerIteration_.find(ratio.measured);
-      const auto baseline = timePerIteration_.find(ratio.baseline);
-      if (measured == timePerIteration_.end() || baseline == timePerIteration_.end()) {
+      const auto measured = timesPerIteration_.find(ratio.measured);
+      const auto baseline = timesPerIteration_.find(ratio.baseline);
+      if (measured == timesPerIteration_.end() || baseline == timesPerIteration_.end()) {
         continue;  // filtered out of this run
       }
-      const double value = measured->second / baseline->second;
+      const double value = median(measured->second) / median(baseline->second);
       const bool met = value <= ratio.target;
       allMet = allMet && met;
       std::printf("%-44s %-32s %8.2f %8.2f %s\n", ratio.measured.c_str(), ratio.baseline.c_str(), value,
@@ -72,21 +78,37 @@ class RatioReporter : public benchmark::ConsoleReporter {
       if (measured == bytesPerSecond_.end()) {
         continue;
       }
-      const bool met = measured->second >= floor.minBytesPerSecond;
+      const double rate = median(measured->second);
+      const bool met = rate >= floor.minBytesPerSecond;
       allMet = allMet && met;
-      std::printf("%-44s %14.0f MB/s, floor %6.0f MB/s %s\n", floor.measured.c_str(), measured->second / 1e6,
+      std::printf("%-44s %14.0f MB/s, floor %6.0f MB/s %s\n", floor.measured.c_str(), rate / 1e6,
                   floor.minBytesPerSecond / 1e6, met ? "met" : "MISSED");
     }
     return allMet;
   }
 
  private:
-  std::map<std::string, double> timePerIteration_;
-  std::map<std::string, double> bytesPerSecond_;
+  static double median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+  }
+
+  // Every repetition's value; ratios compare medians, which a passing disturbance does not move.
+  std::map<std::string, std::vector<double>> timesPerIteration_;
+  std::map<std::string, std::vector<double>> bytesPerSecond_;
 };
 
 inline int runWithRatios(int argc, char** argv, const std::vector<Ratio>& ratios,
                          const std::vector<Throughput>& floors = {}) {
+  // Five repetitions unless told otherwise: the ratios are taken between medians.
+  std::vector<char*> arguments(argv, argv + argc);
+  std::string repetitions = "--benchmark_repetitions=5";
+  if (std::none_of(arguments.begin(), arguments.end(),
+                   [](const char* a) { return std::string_view(a).starts_with("--benchmark_repetitions"); })) {
+    arguments.push_back(repetitions.data());
+  }
+  argc = static_cast<int>(arguments.size());
+  argv = arguments.data();
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
     return 2;

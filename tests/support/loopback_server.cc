@@ -32,6 +32,8 @@ LoopbackServer::LoopbackServer() {
   server_.new_task_queue = [] { return new httplib::ThreadPool(64); };
   // Idle kept-alive connections hold a handler thread; let them go soon.
   server_.set_keep_alive_timeout(1);
+  // Without it a response written in two pieces waits out the client's delayed acknowledgement.
+  server_.set_tcp_nodelay(true);
 }
 
 LoopbackServer::~LoopbackServer() { stop(); }

@@ -24,6 +24,7 @@
 #include <asio/awaitable.hpp>
 #include <asio/co_spawn.hpp>
 #include <asio/dispatch.hpp>
+#include <asio/executor_work_guard.hpp>
 #include <asio/post.hpp>
 #include <asio/strand.hpp>
 #include <asio/thread_pool.hpp>
@@ -42,24 +43,28 @@
 namespace tarnwell::detail {
 
 // Completes a handler exactly once, whichever of the operation's own completion and a
-// cancellation request comes first, and always on the handler's associated executor.
+// cancellation request comes first, and always on the handler's associated executor. While the
+// operation is pending it counts as outstanding work of that executor, so an io_context does not
+// run out of work (and return, or spin) while a timer or a transfer is still under way.
 template <typename Handler, typename... Results>
 class OneShot : public std::enable_shared_from_this<OneShot<Handler, Results...>> {
  public:
-  explicit OneShot(Handler handler) : handler_(std::move(handler)) {}
+  explicit OneShot(Handler handler)
+      : work_(asio::get_associated_executor(handler)), handler_(std::move(handler)) {}
 
   bool tryComplete(Results... results) {
     if (done_.exchange(true)) {
       return false;
     }
-    auto executor = asio::get_associated_executor(handler_);
-    asio::post(executor, [handler = std::move(handler_), ... results = std::move(results)]() mutable {
+    auto executor = work_.get_executor();
+    asio::post(executor, [handler = std::move(handler_), work = std::move(work_), ... results = std::move(results)]() mutable {
       std::move(handler)(std::move(results)...);
     });
     return true;
   }
 
  private:
+  asio::executor_work_guard<asio::associated_executor_t<Handler>> work_;
   Handler handler_;
   std::atomic<bool> done_{false};
 };

@@ -1,0 +1,107 @@
+// The cost of one gateway call over loopback next to a raw libcurl POST of the same bytes to
+// the same server, and a whole start-up from initialize to ready.
+#include <curl/curl.h>
+
+#include <asio/co_spawn.hpp>
+#include <asio/io_context.hpp>
+#include <asio/use_future.hpp>
+
+#include <future>
+
+#include "bench/ratio_reporter.h"
+#include "tarnwell/backend/detail/runtime_gateway_repository.h"
+#include "tarnwell/core/tarnwell.h"
+#include "tarnwell/platform/curl_http_transport.h"
+#include "tarnwell/platform/memory_key_value_store.h"
+#include "tests/support/loopback_server.h"
+
+namespace {
+
+constexpr const char* kEnvelope =
+    R"({"ok":true,"data":{"config":{"organizationId":"org","projectId":"prj","appId":"app","teamId":"team",)"
+    R"("apiKeyId":"kid","environment":"production"},"sessionToken":"tok","items":[{"id":"a"},{"id":"b"}]}})";
+
+// One server for the whole run: every request gets the same small envelope.
+tarnwell::testing::LoopbackServer& server() {
+  static auto* instance = [] {
+    auto* s = new tarnwell::testing::LoopbackServer();
+    s->routes().Post(R"(/v1/functions/.*/executions)", [](const httplib::Request&, httplib::Response& response) {
+      response.set_content(kEnvelope, "application/json");
+    });
+    s->start();
+    return s;
+  }();
+  return *instance;
+}
+
+std::shared_ptr<tarnwell::AppwriteClient> makeClient() {
+  return std::make_shared<tarnwell::AppwriteClient>(server().url("/v1"), "proj", "db", "fn");
+}
+
+void BM_RawCurlPost(benchmark::State& state) {
+  auto client = makeClient();
+  const tarnwell::HttpRequest request = tarnwell::buildExecutionRequest(*client, R"({"action":"x","payload":{}})");
+  CURL* curl = curl_easy_init();
+  curl_slist* headers = nullptr;
+  for (const auto& [name, value] : request.headers) headers = curl_slist_append(headers, (name + ": " + value).c_str());
+  std::string body;
+  curl_easy_setopt(curl, CURLOPT_URL, request.url.c_str());
+  curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers);
+  curl_easy_setopt(curl, CURLOPT_POSTFIELDS, request.body.c_str());
+  curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
+  curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, +[](char* data, size_t size, size_t count, void* out) {
+    static_cast<std::string*>(out)->append(data, size * count);
+    return size * count;
+  });
+  curl_easy_setopt(curl, CURLOPT_WRITEDATA, &body);
+  for (auto _ : state) {
+    body.clear();
+    if (curl_easy_perform(curl) != CURLE_OK) state.SkipWithError("raw POST failed");
+    benchmark::DoNotOptimize(body);
+  }
+  curl_slist_free_all(headers);
+  curl_easy_cleanup(curl);
+}
+BENCHMARK(BM_RawCurlPost)->UseRealTime();
+
+void BM_GatewayExecute(benchmark::State& state) {
+  tarnwell::RuntimeGatewayRepository gateway(makeClient(), std::make_shared<tarnwell::CurlHttpTransport>());
+  asio::io_context io;
+  for (auto _ : state) {
+    tarnwell::JSONObject payload;
+    auto done = asio::co_spawn(io, gateway.execute("x", std::move(payload), true), asio::use_future);
+    while (done.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
+      io.run_one();
+    }
+    io.restart();
+    benchmark::DoNotOptimize(done.get());
+  }
+}
+BENCHMARK(BM_GatewayExecute)->UseRealTime();
+
+void BM_StartUpToReady(benchmark::State& state) {
+  tarnwell::TarnwellSDKConfig config;
+  config.apiKey = "tw_bench";
+  config.environment = "production";
+  config.appwrite = {server().url("/v1"), "proj", "db", "fn", std::nullopt, std::nullopt};
+  tarnwell::setLogSink([](tarnwell::LogLevel, std::string_view) {});
+  for (auto _ : state) {
+    state.PauseTiming();
+    tarnwell::HostOptions options;
+    options.store = std::make_shared<tarnwell::MemoryKeyValueStore>();
+    tarnwell::Tarnwell sdk(std::move(options));
+    std::promise<tarnwell::SDKState> ready;
+    state.ResumeTiming();
+    sdk.initialize(config, [&](const tarnwell::SDKState& s) { ready.set_value(s); });
+    if (ready.get_future().get() != tarnwell::SDKState::ready()) state.SkipWithError("start-up failed");
+    state.PauseTiming();
+  }
+  tarnwell::setLogSink({});
+}
+BENCHMARK(BM_StartUpToReady)->UseRealTime()->Unit(benchmark::kMicrosecond);
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  return tarnwell::bench::runWithRatios(argc, argv, {{"BM_GatewayExecute/real_time", "BM_RawCurlPost/real_time", 1.3}});
+}
