@@ -230,7 +230,7 @@ void Tarnwell::shutdown() {
   impl_->runOnMain([impl = impl_.get()] { impl->state.set(SDKState::shutdown()); });
 }
 
-std::string Tarnwell::getUserId() const { return impl_->properties->getUserId(); }
+std::optional<std::string> Tarnwell::getUserId() const { return impl_->properties->getCurrentKnownUserId(); }
 
 UserDebugState Tarnwell::getUserDebugState() const {
   const PropertyManager& properties = *impl_->properties;

@@ -99,7 +99,8 @@ class TARNWELL_API Tarnwell {
   void shutdown();
 
   // ---- Identity ----------------------------------------------------------------------
-  std::string getUserId() const;
+  // The identified user; never the anonymous identifier.
+  std::optional<std::string> getUserId() const;
   UserDebugState getUserDebugState() const;
   void setUserProperty(std::string key, JSONValue value);
   void setAppProperty(std::string key, JSONValue value);

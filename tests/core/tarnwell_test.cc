@@ -73,6 +73,7 @@ TEST_F(TarnwellTest, StartUpReachesReadyWithTheTenantAndCallsTheCompletionOnce) 
   EXPECT_EQ(debug.environment, "stage");
   EXPECT_EQ(debug.appId, "app_1");
   EXPECT_EQ(debug.effectiveUserId, debug.anonymousId);
+  EXPECT_EQ(sdk.getUserId(), std::nullopt);  // the anonymous id is never the user id
   EXPECT_EQ(transport->requests().at(0).url, "https://gateway.test/v1/functions/fn/executions");
 }
 
