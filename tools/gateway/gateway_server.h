@@ -65,8 +65,6 @@ class GatewayServer {
   std::string url() const;
   void stop();
 
-  const GatewayContent& content() const { return content_; }
-
  private:
   void addRoutes(httplib::Server& http);
   void handleExecution(const httplib::Request& request, httplib::Response& response);

@@ -10,7 +10,6 @@
 #include <signal.h>
 
 #include <charconv>
-#include <cstdio>
 #include <exception>
 #include <iostream>
 #include <optional>
@@ -92,13 +91,12 @@ int main(int argc, char** argv) {
   if (!arguments) return kExitUsage;
 
   // Taken by sigwait below rather than by a handler; blocked before any thread starts, so every
-  // thread inherits the mask. A client that hangs up mid-answer must not end the process.
+  // thread inherits the mask. (httplib's server already ignores SIGPIPE.)
   sigset_t stopSignals;
   sigemptyset(&stopSignals);
   sigaddset(&stopSignals, SIGINT);
   sigaddset(&stopSignals, SIGTERM);
   pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
-  signal(SIGPIPE, SIG_IGN);
 
   std::optional<tarnwell::gateway::GatewayContent> content;
   try {
