@@ -1,0 +1,125 @@
+#include "tools/gateway/content.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "tests/support/scratch_dir.h"
+
+namespace tarnwell::gateway {
+namespace {
+
+// A valid document with `extra` spliced in before "apiKeys" and `keys` as its list.
+std::string document(const std::string& extra, const std::string& keys) {
+  return R"({"projectId":"p1","functionId":"f1",)" + extra + R"("apiKeys":[)" + keys + "]}";
+}
+
+constexpr const char* kKey =
+    R"({"key":"k1","organizationId":"o","projectId":"p","appId":"a","teamId":"t","apiKeyId":"i",)"
+    R"("environments":["debug","stage"]})";
+
+// What the ContentError of `read` says; a test failure when it succeeds.
+template <typename Read>
+std::string errorOf(Read read) {
+  try {
+    read();
+  } catch (const ContentError& error) {
+    return error.what();
+  }
+  ADD_FAILURE() << "read without error";
+  return {};
+}
+
+TEST(GatewayContentTest, ReadsTheCoordinatesAndTheKeys) {
+  const GatewayContent content = GatewayContent::parse(document(
+      "", std::string(kKey) + R"(,{"key":"k2","organizationId":"o2","projectId":"p2","appId":"a2","teamId":"t2",)"
+                              R"("apiKeyId":"i2","environments":[],"runtimeConfig":{"cache":{"surveysTtlMs":5}}})"));
+
+  EXPECT_EQ(content.projectId, "p1");
+  EXPECT_EQ(content.functionId, "f1");
+  EXPECT_EQ(content.envelope, EnvelopeMode::execution);
+  ASSERT_EQ(content.apiKeys.size(), 2u);
+  const ApiKeyEntry& first = content.apiKeys[0];
+  EXPECT_EQ(first.organizationId + first.projectId + first.appId + first.teamId + first.apiKeyId, "opati");
+  EXPECT_EQ(first.environments, (std::vector<std::string>{"debug", "stage"}));
+  EXPECT_FALSE(first.runtimeConfig.has_value());
+  ASSERT_TRUE(content.apiKeys[1].runtimeConfig.has_value());
+  EXPECT_EQ(content.apiKeys[1].runtimeConfig->encode(), R"({"cache":{"surveysTtlMs":5}})");
+}
+
+TEST(GatewayContentTest, FindsKeysAndTheirEnvironmentsExactly) {
+  const GatewayContent content = GatewayContent::parse(document("", kKey));
+  ASSERT_NE(content.findApiKey("k1"), nullptr);
+  EXPECT_EQ(content.findApiKey("K1"), nullptr);
+  EXPECT_EQ(content.findApiKey(""), nullptr);
+  EXPECT_TRUE(content.findApiKey("k1")->isValidFor("stage"));
+  EXPECT_FALSE(content.findApiKey("k1")->isValidFor("production"));
+  EXPECT_FALSE(content.findApiKey("k1")->isValidFor("Stage"));
+}
+
+TEST(GatewayContentTest, KeepsTheWholeDocumentForSectionsItDoesNotKnow) {
+  const GatewayContent content =
+      GatewayContent::parse(document(R"("envelope":"bare","flags":[{"key":"beta"}],)", kKey));
+  EXPECT_EQ(content.envelope, EnvelopeMode::bare);
+  EXPECT_EQ(content.document["flags"].encode(), R"([{"key":"beta"}])");
+  EXPECT_EQ(content.document["projectId"].encode(), R"("p1")");
+}
+
+TEST(GatewayContentTest, TakesANullRuntimeConfigAsNone) {
+  const std::string key = std::string(kKey).replace(std::string(kKey).size() - 1, 1, R"(,"runtimeConfig":null})");
+  EXPECT_FALSE(GatewayContent::parse(document("", key)).apiKeys[0].runtimeConfig.has_value());
+}
+
+TEST(GatewayContentTest, SaysWhatDoesNotFit) {
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {"", "Unable to parse JSON: "},
+      {"[]", "Expected an object at the top level but found an array"},
+      {R"({"functionId":"f1","apiKeys":[]})", R"(No value for the required key "projectId")"},
+      {R"({"projectId":"p1","functionId":"f1"})", R"(No value for the required key "apiKeys")"},
+      {R"({"projectId":"p1","functionId":"f1","apiKeys":{}})", R"(Expected an array at "apiKeys" but found an object)"},
+      {R"({"projectId":"","functionId":"f1","apiKeys":[]})",
+       R"("projectId" must be a non-empty id of letters, digits, '.', '-' or '_')"},
+      {R"({"projectId":"p1","functionId":"f/1","apiKeys":[]})",
+       R"("functionId" must be a non-empty id of letters, digits, '.', '-' or '_')"},
+      {document(R"("envelope":"wrapped",)", ""), R"(Unknown envelope "wrapped": use "execution" or "bare")"},
+      {document(R"("envelope":true,)", ""), R"(Expected text at "envelope" but found a bool)"},
+      {document("", R"({"key":"k1"})"), R"(No value for the required key "apiKeys[0].organizationId")"},
+      {document("", std::string(kKey) + R"(,{"key":"k2","organizationId":"o","projectId":"p","appId":"a",)"
+                                        R"("teamId":7,"apiKeyId":"i","environments":[]})"),
+       R"(Expected text at "apiKeys[1].teamId" but found a number)"},
+      {document("", R"({"key":"k1","organizationId":"o","projectId":"p","appId":"a","teamId":"t",)"
+                    R"("apiKeyId":"i","environments":["debug",3]})"),
+       R"(Expected text at "apiKeys[0].environments[1]" but found a number)"},
+      {document("", std::string(kKey) + "," + kKey), R"(Duplicate API key at "apiKeys[1].key")"},
+      {document("", R"({"key":"","organizationId":"o","projectId":"p","appId":"a","teamId":"t",)"
+                    R"("apiKeyId":"i","environments":[]})"),
+       R"(Empty API key at "apiKeys[0].key")"},
+  };
+  for (const auto& [text, message] : cases) {
+    SCOPED_TRACE(text);
+    const std::string error = errorOf([&] { GatewayContent::parse(text); });
+    // The parser's own words follow a colon; the rest is ours, word for word.
+    if (message.ends_with(": ")) {
+      EXPECT_EQ(error.substr(0, message.size()), message);
+    } else {
+      EXPECT_EQ(error, message);
+    }
+  }
+}
+
+TEST(GatewayContentTest, NamesTheFileItCouldNotUse) {
+  testing::ScratchDir scratch;
+  const std::string broken = scratch.file("broken.json");
+  std::ofstream(broken) << R"({"projectId":"p1","functionId":"f1","apiKeys":[],"envelope":"raw"})";
+  const std::string absent = scratch.file("absent.json");
+
+  EXPECT_EQ(errorOf([&] { GatewayContent::load(broken); }),
+            "Content file " + broken + R"(: Unknown envelope "raw": use "execution" or "bare")");
+  EXPECT_EQ(errorOf([&] { GatewayContent::load(absent); }),
+            "Cannot read content file " + absent + ": No such file or directory");
+}
+
+}  // namespace
+}  // namespace tarnwell::gateway

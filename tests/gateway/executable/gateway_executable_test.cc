@@ -1,0 +1,137 @@
+// Runs the tarnwell-gateway executable as a developer would: reads the endpoint off its first
+// line, talks to it, and stops it with a signal.
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "tests/support/gateway_client.h"
+#include "tests/support/scratch_dir.h"
+
+extern char** environ;
+
+namespace tarnwell {
+namespace {
+
+// A child process with its standard output and error on pipes; killed if a test leaves it.
+class GatewayProcess {
+ public:
+  explicit GatewayProcess(const std::vector<std::string>& arguments) {
+    int out[2], err[2];
+    if (::pipe(out) != 0 || ::pipe(err) != 0) return;
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, err[1], STDERR_FILENO);
+    for (int fd : {out[0], out[1], err[0], err[1]}) posix_spawn_file_actions_addclose(&actions, fd);
+
+    std::vector<std::string> words{TARNWELL_GATEWAY_EXE};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    std::vector<char*> argv;
+    for (std::string& word : words) argv.push_back(word.data());
+    argv.push_back(nullptr);
+    if (posix_spawn(&pid_, TARNWELL_GATEWAY_EXE, &actions, nullptr, argv.data(), environ) != 0) pid_ = -1;
+    posix_spawn_file_actions_destroy(&actions);
+    ::close(out[1]);
+    ::close(err[1]);
+    out_ = out[0];
+    err_ = err[0];
+  }
+  ~GatewayProcess() {
+    if (pid_ > 0) {
+      ::kill(pid_, SIGKILL);
+      ::waitpid(pid_, nullptr, 0);
+    }
+    if (out_ >= 0) ::close(out_);
+    if (err_ >= 0) ::close(err_);
+  }
+  GatewayProcess(const GatewayProcess&) = delete;
+  GatewayProcess& operator=(const GatewayProcess&) = delete;
+
+  bool running() const { return pid_ > 0; }
+  // The next line of standard output without its new line; what there is at end of output.
+  std::string readLine() {
+    std::string line;
+    char c;
+    while (::read(out_, &c, 1) == 1 && c != '\n') line.push_back(c);
+    return line;
+  }
+  std::string readAllErrors() {
+    std::string text;
+    char buffer[512];
+    for (ssize_t n; (n = ::read(err_, buffer, sizeof(buffer))) > 0;) text.append(buffer, static_cast<std::size_t>(n));
+    return text;
+  }
+  void signal(int number) { ::kill(pid_, number); }
+  // The wait status once the process has ended.
+  int wait() {
+    int status = 0;
+    ::waitpid(pid_, &status, 0);
+    pid_ = -1;
+    return status;
+  }
+
+ private:
+  pid_t pid_ = -1;
+  int out_ = -1;
+  int err_ = -1;
+};
+
+void expectExitStatus(int waitStatus, int expected) {
+  ASSERT_TRUE(WIFEXITED(waitStatus)) << "ended by signal " << (WIFSIGNALED(waitStatus) ? WTERMSIG(waitStatus) : 0);
+  EXPECT_EQ(WEXITSTATUS(waitStatus), expected);
+}
+
+TEST(GatewayExecutableTest, ServesTheExampleContentUntilAStopSignal) {
+  for (const int stopSignal : {SIGTERM, SIGINT}) {
+    SCOPED_TRACE(stopSignal);
+    GatewayProcess gateway({"--content", TARNWELL_GATEWAY_EXAMPLE_CONTENT, "--port", "0"});
+    ASSERT_TRUE(gateway.running());
+
+    const std::string endpoint = gateway.readLine();
+    ASSERT_TRUE(std::regex_match(endpoint, std::regex(R"(http://127\.0\.0\.1:[1-9][0-9]*/v1)"))) << endpoint;
+    testing::GatewayClient client(endpoint, "6a1f0c3e9b2d4a7f8e01", "8c3f2e5a1b4d6c9f0a23");
+    const JSONValue envelope = client.call("bootstrap", {{"apiKey", "twk_demo_7f3a9c2e41"}, {"environment", "debug"}});
+    EXPECT_EQ(envelope["ok"].encode(), "true") << envelope.encode();
+    EXPECT_EQ(envelope["data"]["config"]["teamId"].encode(), R"("team_demo")");
+    EXPECT_EQ(envelope["data"]["runtimeConfig"]["events"]["batchSize"].encode(), "20");
+
+    gateway.signal(stopSignal);
+    expectExitStatus(gateway.wait(), 0);
+    EXPECT_EQ(gateway.readAllErrors(), "");
+  }
+}
+
+TEST(GatewayExecutableTest, RejectsABadContentFileWithStatus2) {
+  testing::ScratchDir scratch;
+  const std::string path = scratch.file("content.json");
+  std::ofstream(path) << R"({"projectId":"p","functionId":"f","apiKeys":[{"key":"k","organizationId":7}]})";
+
+  GatewayProcess gateway({"--content", path});
+  ASSERT_TRUE(gateway.running());
+  expectExitStatus(gateway.wait(), 2);
+  EXPECT_EQ(gateway.readLine(), "");
+  EXPECT_EQ(gateway.readAllErrors(), "tarnwell-gateway: Content file " + path +
+                                         ": Expected text at \"apiKeys[0].organizationId\" but found a number\n");
+}
+
+TEST(GatewayExecutableTest, RejectsAMissingContentFileWithStatus2) {
+  testing::ScratchDir scratch;
+  const std::string path = scratch.file("absent.json");
+
+  GatewayProcess gateway({"--content", path});
+  ASSERT_TRUE(gateway.running());
+  expectExitStatus(gateway.wait(), 2);
+  EXPECT_EQ(gateway.readAllErrors(),
+            "tarnwell-gateway: Cannot read content file " + path + ": No such file or directory\n");
+}
+
+}  // namespace
+}  // namespace tarnwell

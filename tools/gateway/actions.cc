@@ -1,0 +1,24 @@
+#include "tools/gateway/actions.h"
+
+#include "tools/gateway/bootstrap_action.h"
+
+namespace tarnwell::gateway {
+
+JSONValue ActionReply::envelope() const {
+  if (ok) return JSONObject{{"ok", true}, {"data", data}};
+  return JSONObject{{"ok", false}, {"error", error}};
+}
+
+ActionReply dispatchAction(const ActionTable& table, ActionContext& context, const ActionCall& call) {
+  const auto handler = table.find(call.action);
+  if (handler == table.end()) return ActionReply::failure("Unknown action: " + call.action);
+  return handler->second(context, call);
+}
+
+ActionTable standardActions() {
+  ActionTable table;
+  addBootstrapActions(table);
+  return table;
+}
+
+}  // namespace tarnwell::gateway

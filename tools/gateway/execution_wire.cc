@@ -1,0 +1,92 @@
+#include "tools/gateway/execution_wire.h"
+
+#include <tarnwell/core/coding_error.h>
+#include <tarnwell/core/record_coding.h>
+
+namespace tarnwell::gateway {
+namespace {
+
+struct ExecutionBody {
+  std::string body;
+  std::optional<bool> async;
+  std::optional<std::string> path;
+  std::optional<std::string> method;
+};
+
+struct GatewayInput {
+  std::string action;
+  std::optional<JSONObject> payload;
+  std::optional<std::string> sessionToken;
+};
+
+}  // namespace
+}  // namespace tarnwell::gateway
+
+namespace tarnwell {
+
+template <>
+struct RecordFields<gateway::ExecutionBody> {
+  using Body = gateway::ExecutionBody;
+  static constexpr auto fields = std::make_tuple(field(&Body::body, "body"), field(&Body::async, "async"),
+                                                 field(&Body::path, "path"), field(&Body::method, "method"));
+};
+
+template <>
+struct RecordFields<gateway::GatewayInput> {
+  using Input = gateway::GatewayInput;
+  static constexpr auto fields =
+      std::make_tuple(field(&Input::action, "action"), field(&Input::payload, "payload"),
+                      field(&Input::sessionToken, "sessionToken"));
+};
+
+}  // namespace tarnwell
+
+namespace tarnwell::gateway {
+namespace {
+
+template <typename Record>
+Record decodeText(std::string_view text, std::string_view what) {
+  try {
+    return decodeRecord<Record>(JSONValue::decode(text));
+  } catch (const DecodingError& error) {
+    throw BadRequest(std::string(what) + ": " + error.what());
+  }
+}
+
+}  // namespace
+
+ExecutionRequest parseExecutionRequest(std::string_view body) {
+  const auto execution = decodeText<ExecutionBody>(body, "Invalid function execution");
+  if (execution.async.value_or(false)) {
+    throw BadRequest("Asynchronous executions are not supported by the local gateway");
+  }
+  auto input = decodeText<GatewayInput>(execution.body, "Invalid gateway input in \"body\"");
+  return {std::move(input.action), JSONValue(input.payload.value_or(JSONObject{})), std::move(input.sessionToken),
+          execution.method.value_or("POST"), execution.path.value_or("/")};
+}
+
+std::string encodeExecutionRecord(const ExecutionRecord& record, const ExecutionRequest& request) {
+  return JSONValue(JSONObject{{"$id", record.id},
+                              {"$createdAt", record.createdAt},
+                              {"$updatedAt", record.createdAt},
+                              {"$permissions", JSONArray{}},
+                              {"functionId", record.functionId},
+                              {"trigger", "http"},
+                              {"status", "completed"},
+                              {"requestMethod", request.method},
+                              {"requestPath", request.path},
+                              {"requestHeaders", JSONArray{}},
+                              {"responseStatusCode", 200},
+                              {"responseBody", record.responseBody},
+                              {"responseHeaders", JSONArray{}},
+                              {"logs", ""},
+                              {"errors", ""},
+                              {"duration", 0}})
+      .encode();
+}
+
+std::string errorBody(int code, std::string_view type, std::string_view message) {
+  return JSONValue(JSONObject{{"message", message}, {"code", code}, {"type", type}}).encode();
+}
+
+}  // namespace tarnwell::gateway

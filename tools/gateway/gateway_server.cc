@@ -1,0 +1,241 @@
+#include "tools/gateway/gateway_server.h"
+
+#include <httplib.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cctype>
+#include <stdexcept>
+#include <utility>
+
+#include <tarnwell/core/iso8601.h>
+#include <tarnwell/platform/uuid.h>
+
+#include "tools/gateway/connection_drop.h"
+
+namespace tarnwell::gateway {
+namespace {
+
+// Handlers held by delay faults each keep a worker; leave room for the calls around them.
+constexpr std::size_t kWorkerThreads = 32;
+constexpr std::size_t kMaxBodyBytes = 16 << 20;
+// A reply cut short in the middle of its JSON, as a proxy that gave up would leave it.
+constexpr std::string_view kMalformedBody = R"({"ok":true,"data":{"items":[)";
+
+void sendJSON(httplib::Response& response, int status, const std::string& body) {
+  response.status = status;
+  response.set_content(body, "application/json");
+}
+
+void sendError(httplib::Response& response, int status, std::string_view type, std::string_view message) {
+  sendJSON(response, status, errorBody(status, type, message));
+}
+
+// An execution id in the backend's style: 20 lower-case hex digits.
+std::string executionId() {
+  std::string id = makeUuid();
+  id.erase(std::remove(id.begin(), id.end(), '-'), id.end());
+  std::transform(id.begin(), id.end(), id.begin(), [](unsigned char c) { return std::tolower(c); });
+  return id.substr(0, 20);
+}
+
+std::string listOfRequests(GatewayStore& store, const std::optional<std::string>& action) {
+  JSONArray items;
+  for (const RecordedRequest& request : store.requests(action)) items.push_back(request.toJSON());
+  return JSONValue(JSONObject{{"items", std::move(items)}}).encode();
+}
+
+std::string listOfFaults(const FaultPlan& plan) {
+  JSONArray faults;
+  for (const Fault& fault : plan.pending()) faults.push_back(fault.toJSON());
+  return JSONValue(JSONObject{{"faults", std::move(faults)}}).encode();
+}
+
+// Refusals httplib makes itself (no route, body too large) get a JSON body like ours.
+httplib::Server::HandlerResponse describeRefusal(const httplib::Request&, httplib::Response& response) {
+  if (!response.body.empty()) return httplib::Server::HandlerResponse::Unhandled;
+  if (response.status == 404) {
+    sendError(response, 404, "general_route_not_found", "The requested route was not found");
+  } else {
+    sendError(response, response.status, "general_argument_invalid",
+              "The request was refused with HTTP " + std::to_string(response.status));
+  }
+  return httplib::Server::HandlerResponse::Handled;
+}
+
+void describeException(const httplib::Request&, httplib::Response& response, std::exception_ptr error) {
+  try {
+    std::rethrow_exception(error);
+  } catch (const std::exception& exception) {
+    sendError(response, 500, "general_server_error", exception.what());
+  } catch (...) {
+    sendError(response, 500, "general_server_error", "Unknown error");
+  }
+}
+
+}  // namespace
+
+GatewayServer::GatewayServer(GatewayContent content, const std::string& databasePath, GatewayOptions options)
+    : content_(std::move(content)),
+      clock_(std::move(options.clock)),
+      actions_(std::move(options.actions)),
+      store_(databasePath),
+      delays_(clock_) {}
+
+GatewayServer::~GatewayServer() { stop(); }
+
+int GatewayServer::start(const std::string& host, int port) {
+  std::lock_guard lock(mutex_);
+  if (started_) throw std::logic_error("A GatewayServer starts only once");
+  auto http = std::make_unique<httplib::Server>();
+  http->new_task_queue = [] { return new httplib::ThreadPool(kWorkerThreads); };
+  // One answer per connection: a client re-sends a request once when a kept-alive connection
+  // closes without a word, which would hide a dropped connection from it.
+  http->set_keep_alive_max_count(1);
+  http->set_payload_max_length(kMaxBodyBytes);
+  addRoutes(*http);
+
+  const int bound = port == 0 ? http->bind_to_any_port(host) : (http->bind_to_port(host, port) ? port : -1);
+  if (bound <= 0) throw std::runtime_error("Cannot listen on " + host + ":" + std::to_string(port));
+  auto listening = std::make_shared<std::atomic<bool>>(true);
+  thread_ = std::thread([server = http.get(), listening] {
+    server->listen_after_bind();
+    *listening = false;
+  });
+  // stop() does nothing to a server that has not entered its accept loop yet, so wait for it.
+  while (!http->is_running() && *listening) std::this_thread::yield();
+  if (!http->is_running()) {
+    thread_.join();
+    throw std::runtime_error("Cannot serve on " + host + ":" + std::to_string(bound));
+  }
+  started_ = true;
+  http_ = std::move(http);
+  const std::string shownHost = host.find(':') == std::string::npos ? host : "[" + host + "]";
+  url_ = "http://" + shownHost + ":" + std::to_string(bound) + "/v1";
+  return bound;
+}
+
+std::string GatewayServer::url() const {
+  std::lock_guard lock(mutex_);
+  return url_;
+}
+
+void GatewayServer::stop() {
+  std::unique_ptr<httplib::Server> http;
+  std::thread thread;
+  {
+    std::lock_guard lock(mutex_);
+    http = std::move(http_);
+    thread = std::move(thread_);
+    url_.clear();
+  }
+  delays_.close();
+  if (http) http->stop();
+  if (thread.joinable()) thread.join();
+}
+
+void GatewayServer::addRoutes(httplib::Server& http) {
+  http.Post(R"(/v1/functions/([^/]+)/executions)",
+            [this](const httplib::Request& request, httplib::Response& response) {
+              handleExecution(request, response);
+            });
+  http.Get("/__gateway/requests", [this](const httplib::Request& request, httplib::Response& response) {
+    std::optional<std::string> action;
+    if (request.has_param("action")) action = request.get_param_value("action");
+    sendJSON(response, 200, listOfRequests(store_, action));
+  });
+  http.Delete("/__gateway/requests", [this](const httplib::Request&, httplib::Response& response) {
+    store_.clearRequests();
+    sendJSON(response, 200, listOfRequests(store_, std::nullopt));
+  });
+  http.Get("/__gateway/faults", [this](const httplib::Request&, httplib::Response& response) {
+    sendJSON(response, 200, listOfFaults(faults_));
+  });
+  http.Post("/__gateway/faults", [this](const httplib::Request& request, httplib::Response& response) {
+    try {
+      faults_.add(parseFault(request.body));
+    } catch (const BadRequest& error) {
+      sendError(response, 400, "general_argument_invalid", error.what());
+      return;
+    }
+    sendJSON(response, 200, listOfFaults(faults_));
+  });
+  http.Delete("/__gateway/faults", [this](const httplib::Request&, httplib::Response& response) {
+    faults_.clear();
+    sendJSON(response, 200, listOfFaults(faults_));
+  });
+  http.set_error_handler(httplib::Server::HandlerWithResponse(describeRefusal));
+  http.set_exception_handler(describeException);
+}
+
+bool GatewayServer::admit(const httplib::Request& request, httplib::Response& response) const {
+  const std::string project = request.get_header_value("X-Appwrite-Project");
+  if (project != content_.projectId) {
+    sendError(response, 401, "user_unauthorized",
+              project.empty() ? "No project was given: send the X-Appwrite-Project header"
+                              : "The project " + project + " is not served by this gateway");
+    return false;
+  }
+  if (request.matches[1] != content_.functionId) {
+    sendError(response, 404, "function_not_found", "Function with the requested ID could not be found.");
+    return false;
+  }
+  return true;
+}
+
+void GatewayServer::handleExecution(const httplib::Request& request, httplib::Response& response) {
+  if (!admit(request, response)) return;
+  ExecutionRequest call;
+  try {
+    call = parseExecutionRequest(request.body);
+  } catch (const BadRequest& error) {
+    sendError(response, 400, "general_argument_invalid", error.what());
+    return;
+  }
+  const std::optional<Fault> fault = faults_.take(call.action);
+  store_.recordRequest({call.action, call.payload, call.sessionToken, formatISO8601Date(clock_->now()),
+                        fault ? fault->httpStatus() : 200,
+                        fault ? std::optional<std::string>(fault->name()) : std::nullopt});
+  if (fault && !applyFault(*fault, request, response)) return;
+  answer(call, response);
+}
+
+bool GatewayServer::applyFault(const Fault& fault, const httplib::Request& request, httplib::Response& response) {
+  switch (fault.kind) {
+    case FaultKind::status:
+      sendError(response, fault.status, "injected_fault", "Injected fault: HTTP " + std::to_string(fault.status));
+      return false;
+    case FaultKind::malformed:
+      response.status = 200;
+      response.set_content(std::string(kMalformedBody), "application/json");
+      return false;
+    case FaultKind::emptyBody:
+      response.status = fault.status;
+      return false;
+    case FaultKind::drop:
+      if (!dropConnection(request)) {
+        sendError(response, 500, "general_server_error", "The connection could not be dropped");
+      }
+      return false;
+    case FaultKind::delay:
+      if (delays_.wait(fault.delay)) return true;
+      sendError(response, 503, "general_server_error", "The gateway is stopping");
+      return false;
+  }
+  return true;
+}
+
+void GatewayServer::answer(const ExecutionRequest& call, httplib::Response& response) {
+  const ActionCall actionCall{call.action, call.payload, call.sessionToken,
+                              call.sessionToken ? store_.findSession(*call.sessionToken) : std::nullopt};
+  ActionContext context{content_, store_, *clock_};
+  const std::string envelope = dispatchAction(actions_, context, actionCall).envelope().encode();
+  if (content_.envelope == EnvelopeMode::bare) {
+    sendJSON(response, 200, envelope);
+    return;
+  }
+  const ExecutionRecord record{executionId(), content_.functionId, formatISO8601Date(clock_->now()), envelope};
+  sendJSON(response, 200, encodeExecutionRecord(record, call));
+}
+
+}  // namespace tarnwell::gateway
