@@ -18,8 +18,8 @@ using BootstrapTest = GatewayServerTest;
 const std::regex kTokenPattern("gst_[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}");
 
 std::string tokenOf(const JSONValue& envelope) {
-  const std::string* token = envelope["data"]["sessionToken"].asString();
-  return token ? *token : std::string();
+  const JSONString* token = envelope["data"]["sessionToken"].asString();
+  return token ? token->str() : std::string();
 }
 
 // Answers with the session the caller's token belongs to, as later actions will use it.

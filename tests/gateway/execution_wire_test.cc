@@ -27,11 +27,11 @@ TEST_F(ExecutionWireTest, WrapsTheEnvelopeInACompletedExecutionRecord) {
   EXPECT_EQ(result->get_header_value("Content-Type"), "application/json");
 
   const JSONValue record = JSONValue::decode(result->body);
-  const std::string* id = record["$id"].asString();
+  const JSONString* id = record["$id"].asString();
   ASSERT_NE(id, nullptr) << result->body;
-  EXPECT_TRUE(std::regex_match(*id, std::regex("[0-9a-f]{20}"))) << *id;
+  EXPECT_TRUE(std::regex_match(id->str(), std::regex("[0-9a-f]{20}"))) << id->view();
   EXPECT_EQ(result->body,
-            R"({"$id":")" + *id +
+            R"({"$id":")" + id->str() +
                 R"(","$createdAt":"2026-01-01T00:00:00.000Z","$updatedAt":"2026-01-01T00:00:00.000Z",)"
                 R"("$permissions":[],"functionId":"fn-gateway","trigger":"http","status":"completed",)"
                 R"("requestMethod":"POST","requestPath":"/","requestHeaders":[],"responseStatusCode":200,)"

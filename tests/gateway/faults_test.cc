@@ -222,13 +222,13 @@ TEST_F(FaultsTest, RefusesAFaultThatDoesNotFitWith400) {
     ASSERT_TRUE(result);
     EXPECT_EQ(result->status, 400);
     const JSONValue answer = JSONValue::decode(result->body);
-    const std::string* text = answer["message"].asString();
+    const JSONString* text = answer["message"].asString();
     ASSERT_NE(text, nullptr) << result->body;
     // The parser's own words follow a colon; the rest is ours, word for word.
     if (message.ends_with(": ")) {
-      EXPECT_EQ(text->substr(0, message.size()), message);
+      EXPECT_EQ(text->view().substr(0, message.size()), message);
     } else {
-      EXPECT_EQ(*text, message);
+      EXPECT_EQ(text->view(), message);
     }
   }
   EXPECT_EQ(gateway().getJSON("/__gateway/faults").encode(), R"({"faults":[]})");

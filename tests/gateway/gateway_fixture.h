@@ -64,9 +64,9 @@ class GatewayServerTest : public ::testing::Test {
   // A bootstrap with "key-good" for "debug"; its session token.
   std::string bootstrapToken() {
     const JSONValue envelope = gateway().call("bootstrap", {{"apiKey", "key-good"}, {"environment", "debug"}});
-    const std::string* token = envelope["data"]["sessionToken"].asString();
+    const JSONString* token = envelope["data"]["sessionToken"].asString();
     EXPECT_NE(token, nullptr) << envelope.encode();
-    return token ? *token : std::string();
+    return token ? token->str() : std::string();
   }
 
   std::shared_ptr<VirtualClock> clock_ = std::make_shared<VirtualClock>();

@@ -32,7 +32,7 @@ std::string executionBody(std::string_view action, const JSONObject& payload,
 
 JSONValue envelopeOf(const std::string& body) {
   const JSONValue answer = JSONValue::decode(body);
-  if (const std::string* inner = answer["responseBody"].asString()) return JSONValue::decode(*inner);
+  if (const JSONString* inner = answer["responseBody"].asString()) return JSONValue::decode(inner->view());
   return answer;
 }
 

@@ -7,12 +7,12 @@ namespace tarnwell::gateway {
 namespace {
 
 ActionReply bootstrap(ActionContext& context, const ActionCall& call) {
-  const std::string* apiKey = call.payload["apiKey"].asString();
+  const JSONString* apiKey = call.payload["apiKey"].asString();
   const ApiKeyEntry* entry = apiKey ? context.content.findApiKey(*apiKey) : nullptr;
   if (entry == nullptr) return ActionReply::failure("Invalid API key");
 
-  const std::string* sent = call.payload["environment"].asString();
-  const std::string environment = sent ? *sent : std::string();
+  const JSONString* sent = call.payload["environment"].asString();
+  const std::string environment = sent ? sent->str() : std::string();
   if (!entry->isValidFor(environment)) {
     return ActionReply::failure("API key is not valid for environment " + environment);
   }
