@@ -1,0 +1,56 @@
+// What the command-line host's tests share: backend replies, a configuration, a store that
+// already knows its user, and the result lines of an output.
+#pragma once
+
+#include <memory>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tarnwell/core/sdk_config.h"
+#include "tarnwell/platform/http_transport.h"
+#include "tarnwell/platform/memory_key_value_store.h"
+
+namespace tarnwell::cli::testing {
+
+inline constexpr std::string_view kGoodBootstrap =
+    R"({"ok":true,"data":{"config":{"organizationId":"org_1","projectId":"prj_1","appId":"app_1","teamId":"team_1",)"
+    R"("apiKeyId":"key_1","environment":"stage"},"sessionToken":"tok_1"}})";
+inline constexpr std::string_view kRejectedKey = R"({"ok":false,"error":"Invalid API key"})";
+
+inline HttpResponse reply(std::string_view body) {
+  HttpResponse response;
+  response.status = 200;
+  response.body = std::string(body);
+  return response;
+}
+
+inline TarnwellSDKConfig testConfig() {
+  TarnwellSDKConfig config;
+  config.apiKey = "tw_test";
+  config.environment = "stage";
+  config.appwrite = {"https://gateway.test/v1", "proj", "db", "fn", std::nullopt, std::nullopt};
+  return config;
+}
+
+// The identifiers of an earlier launch, so result lines that show them are known in advance.
+inline std::shared_ptr<MemoryKeyValueStore> storeWithKnownUser() {
+  auto store = std::make_shared<MemoryKeyValueStore>();
+  store->setString("tarnwell_anonymous_id", "anon-1");
+  store->setString("tarnwell_profile_id", "prf-1");
+  store->setString("tarnwell_device_id", "dev-1");
+  return store;
+}
+
+// The lines of `output` that start with "{": the host's result lines, without log lines.
+inline std::vector<std::string> resultLines(const std::string& output) {
+  std::vector<std::string> lines;
+  std::istringstream stream(output);
+  for (std::string line; std::getline(stream, line);) {
+    if (line.starts_with('{')) lines.push_back(line);
+  }
+  return lines;
+}
+
+}  // namespace tarnwell::cli::testing

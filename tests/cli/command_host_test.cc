@@ -1,0 +1,170 @@
+#include "tools/cli/command_host.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <thread>
+
+#include "tarnwell/platform/scripted_http_transport.h"
+#include "tests/cli/cli_test_support.h"
+#include "tests/support/log_recorder.h"
+
+namespace tarnwell::cli {
+namespace {
+
+using testing::kGoodBootstrap;
+using testing::kRejectedKey;
+using testing::reply;
+using Lines = std::vector<std::string>;
+
+constexpr std::string_view kReadyDebugLine =
+    R"({"cmd":"debug","profileId":"prf-1","anonymousId":"anon-1","effectiveUserId":"anon-1","deviceId":"dev-1",)"
+    R"("teamId":"team_1","environment":"stage","appId":"app_1"})";
+
+struct CommandHostTest : ::testing::Test {
+  std::shared_ptr<ScriptedHttpTransport> transport = std::make_shared<ScriptedHttpTransport>();
+  tarnwell::testing::LogRecorder log;
+  std::ostringstream out;
+  std::unique_ptr<CommandHost> host;
+
+  void start(MainContext::Mode mode = MainContext::Mode::hostPumped,
+             std::chrono::milliseconds waitLimit = CommandHost::kDefaultWaitLimit) {
+    HostOptions options;
+    options.store = testing::storeWithKnownUser();
+    options.transport = transport;
+    options.mainContextMode = mode;
+    options.deviceInfo = iosDeviceProfile;
+    host = std::make_unique<CommandHost>(testing::testConfig(), std::move(options), out, builtinCommands(),
+                                         waitLimit);
+  }
+
+  // Every line printed by these commands (and only by them).
+  Lines run(std::initializer_list<std::string_view> commands) {
+    out.str("");
+    for (std::string_view command : commands) host->execute(command);
+    Lines lines;
+    std::istringstream printed(out.str());
+    for (std::string line; std::getline(printed, line);) lines.push_back(line);
+    return lines;
+  }
+};
+
+TEST_F(CommandHostTest, InitAfterAGoodBootstrapMakesTheSdkReadyForTheTenant) {
+  start();
+  transport->enqueue(reply(kGoodBootstrap));
+  EXPECT_EQ(run({"init", "state", "debug"}),
+            (Lines{R"({"cmd":"init","state":"ready"})", R"({"cmd":"state","state":"ready"})",
+                   std::string(kReadyDebugLine)}));
+  ASSERT_EQ(transport->requests().size(), 1u);
+  EXPECT_EQ(transport->requests()[0].url, "https://gateway.test/v1/functions/fn/executions");
+}
+
+TEST_F(CommandHostTest, InitAfterARejectedKeyReportsTheErrorStateWithItsText) {
+  start();
+  transport->enqueue(reply(kRejectedKey));
+  EXPECT_EQ(run({"init", "state"}), (Lines{R"({"cmd":"init","state":"error","error":"Invalid API key"})",
+                                           R"({"cmd":"state","state":"error","error":"Invalid API key"})"}));
+}
+
+TEST_F(CommandHostTest, InitGivesUpWhenNoCompletionComesWithinTheWaitLimit) {
+  start(MainContext::Mode::hostPumped, std::chrono::milliseconds(1));
+  transport->holdResponses(true);
+  EXPECT_EQ(run({"init", "state"}), (Lines{R"({"cmd":"init","error":"no completion within 1 ms"})",
+                                           R"({"cmd":"state","state":"initializing"})"}));
+  // Answer the bootstrap that is still out, so the SDK is not torn down in the middle of it.
+  while (transport->pendingCount() == 0) std::this_thread::yield();
+  EXPECT_EQ(transport->completeAll(reply(kGoodBootstrap)), 1u);
+}
+
+TEST_F(CommandHostTest, PropertyCommandsTakeOneJSONValueAfterTheKey) {
+  start();
+  transport->enqueue(reply(kGoodBootstrap));
+  run({"init"});
+  EXPECT_EQ(run({R"(set-user-property plan "pro")", R"(set-user-property seats {"count": 3, "tags": ["a b"]})",
+                 R"(set-device-property device_id "dev-9")", "debug"}),
+            (Lines{R"({"cmd":"set-user-property","ok":true})", R"({"cmd":"set-user-property","ok":true})",
+                   R"({"cmd":"set-device-property","ok":true})",
+                   R"({"cmd":"debug","profileId":"prf-1","anonymousId":"anon-1","effectiveUserId":"anon-1",)"
+                   R"("deviceId":"dev-9","teamId":"team_1","environment":"stage","appId":"app_1"})"}));
+}
+
+TEST_F(CommandHostTest, PropertyCommandsRejectAMissingKeyOrValueAndSetNothing) {
+  const std::string kBadJSONLine =
+      R"({"cmd":"set-device-property","error":"bad JSON value: Unable to parse JSON: The JSON document has an )"
+      R"(improper structure: missing or superfluous commas, braces, missing keys, etc."})";
+  start();
+  transport->enqueue(reply(kGoodBootstrap));
+  run({"init"});
+  EXPECT_EQ(run({"set-user-property", "set-device-property device_id", "set-device-property device_id dev-7",
+                 R"(set-device-property device_id "dev-7" "dev-8")", "debug"}),
+            (Lines{R"({"cmd":"set-user-property","error":"missing property key"})",
+                   R"({"cmd":"set-device-property","error":"missing JSON value"})",
+                   kBadJSONLine, kBadJSONLine,
+                   std::string(kReadyDebugLine)}));
+}
+
+TEST_F(CommandHostTest, UnknownCommandsAndStrayArgumentsAreReportedAndTheHostGoesOn) {
+  start();
+  EXPECT_EQ(run({"frobnicate 1 2", "state now", "init --fast", "debug me", "shutdown please", "quit now", "state"}),
+            (Lines{R"({"cmd":"frobnicate","error":"unknown command"})",
+                   R"({"cmd":"state","error":"takes no arguments"})",
+                   R"({"cmd":"init","error":"takes no arguments"})",
+                   R"({"cmd":"debug","error":"takes no arguments"})",
+                   R"({"cmd":"shutdown","error":"takes no arguments"})",
+                   R"({"cmd":"quit","error":"takes no arguments"})",
+                   R"({"cmd":"state","state":"notInitialized"})"}));
+  EXPECT_TRUE(transport->requests().empty());
+}
+
+TEST_F(CommandHostTest, SleepTakesAWholeNumberOfMilliseconds) {
+  start();
+  EXPECT_EQ(run({"sleep 2", "sleep", "sleep -5", "sleep 1.5", "sleep soon"}),
+            (Lines{R"({"cmd":"sleep","ok":true})", R"({"cmd":"sleep","error":"missing milliseconds"})",
+                   R"({"cmd":"sleep","error":"not a whole number of milliseconds: -5"})",
+                   R"({"cmd":"sleep","error":"not a whole number of milliseconds: 1.5"})",
+                   R"({"cmd":"sleep","error":"not a whole number of milliseconds: soon"})"}));
+}
+
+TEST_F(CommandHostTest, BlankLinesAndCommentsPrintNothingAndBlanksAroundACommandDoNotCount) {
+  start();
+  EXPECT_EQ(run({"", "   ", "\r", "# init", "   #init", "\tstate  \r"}),
+            (Lines{R"({"cmd":"state","state":"notInitialized"})"}));
+  EXPECT_TRUE(transport->requests().empty());
+}
+
+TEST_F(CommandHostTest, RunStopsReadingAtQuitAndShutsTheSdkDown) {
+  start();
+  std::istringstream input("state\nquit\nstate\n");
+  EXPECT_EQ(host->run(input), 0);
+  EXPECT_EQ(out.str(), "{\"cmd\":\"state\",\"state\":\"notInitialized\"}\n{\"cmd\":\"quit\"}\n");
+  EXPECT_EQ(host->sdk().getState(), SDKState::shutdown());
+}
+
+TEST_F(CommandHostTest, RunShutsTheSdkDownAtTheEndOfTheInput) {
+  start();
+  transport->enqueue(reply(kGoodBootstrap));
+  std::istringstream input("init\n\n# done\n");
+  EXPECT_EQ(host->run(input), 0);
+  EXPECT_EQ(out.str(), "{\"cmd\":\"init\",\"state\":\"ready\"}\n");
+  EXPECT_EQ(host->sdk().getState(), SDKState::shutdown());
+}
+
+// The waits work whether the host pumps the SDK's main context or the SDK runs its own thread.
+struct CommandHostModeTest : CommandHostTest, ::testing::WithParamInterface<MainContext::Mode> {};
+
+TEST_P(CommandHostModeTest, InitAndShutdownReportTheStateTheyWaitedFor) {
+  start(GetParam());
+  transport->enqueue(reply(kGoodBootstrap));
+  EXPECT_EQ(run({"init", "sleep 1", "shutdown", "state"}),
+            (Lines{R"({"cmd":"init","state":"ready"})", R"({"cmd":"sleep","ok":true})",
+                   R"({"cmd":"shutdown","state":"shutdown"})", R"({"cmd":"state","state":"shutdown"})"}));
+}
+
+INSTANTIATE_TEST_SUITE_P(BothContextModes, CommandHostModeTest,
+                         ::testing::Values(MainContext::Mode::hostPumped, MainContext::Mode::ownThread),
+                         [](const auto& info) {
+                           return info.param == MainContext::Mode::hostPumped ? "hostPumped" : "ownThread";
+                         });
+
+}  // namespace
+}  // namespace tarnwell::cli

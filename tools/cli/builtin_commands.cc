@@ -1,0 +1,13 @@
+#include "tools/cli/builtin_commands.h"
+
+namespace tarnwell::cli {
+
+CommandTable builtinCommands() {
+  CommandTable table;
+  addLifecycleCommands(table);
+  addIdentityCommands(table);
+  addHostCommands(table);
+  return table;
+}
+
+}  // namespace tarnwell::cli

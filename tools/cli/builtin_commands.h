@@ -1,0 +1,20 @@
+// File: tools/cli/builtin_commands.h
+//
+// The commands the host knows, by group. Each group lives in its own file and adds its
+// handlers to a table; builtinCommands() gathers every group.
+#pragma once
+
+#include "tools/cli/command_table.h"
+
+namespace tarnwell::cli {
+
+CommandTable builtinCommands();
+
+// init, state, shutdown (lifecycle_commands.cc).
+void addLifecycleCommands(CommandTable& table);
+// debug, set-user-property, set-device-property (identity_commands.cc).
+void addIdentityCommands(CommandTable& table);
+// sleep, quit (host_commands.cc).
+void addHostCommands(CommandTable& table);
+
+}  // namespace tarnwell::cli

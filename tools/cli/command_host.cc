@@ -1,0 +1,82 @@
+#include "tools/cli/command_host.h"
+
+#include <istream>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <thread>
+
+#include "tools/cli/command_arguments.h"
+
+namespace tarnwell::cli {
+
+CommandHost::CommandHost(TarnwellSDKConfig config, HostOptions options, std::ostream& out,
+                         CommandTable commands, std::chrono::milliseconds waitLimit)
+    : config_(std::move(config)),
+      sdk_(std::move(options)),
+      out_(out),
+      commands_(std::move(commands)),
+      waitLimit_(waitLimit) {}
+
+bool CommandHost::execute(std::string_view line) {
+  const std::string_view text = trimBlanks(line);
+  if (text.empty() || text.front() == '#') {
+    return !stopped_;
+  }
+  // Whatever the SDK queued since the last command (observers, log lines) runs first.
+  sdk_.mainContext().poll();
+
+  const auto [name, arguments] = splitFirstWord(text);
+  JSONObject result{{"cmd", JSONValue(name)}};
+  try {
+    const CommandHandler* handler = commands_.find(name);
+    if (handler == nullptr) {
+      throw CommandError("unknown command");
+    }
+    for (auto& [key, value] : (*handler)(*this, arguments)) {
+      result.set(std::move(key), std::move(value));
+    }
+  } catch (const std::exception& error) {
+    // A handler's failure is its command's result; the host goes on with the next line.
+    result = JSONObject{{"cmd", JSONValue(name)}, {"error", JSONValue(error.what())}};
+  }
+  print(result);
+  return !stopped_;
+}
+
+int CommandHost::run(std::istream& input) {
+  std::string line;
+  while (!stopped_ && std::getline(input, line)) {
+    execute(line);
+  }
+  shutDownSdk();
+  return 0;
+}
+
+void CommandHost::pause(std::chrono::milliseconds duration) {
+  if (sdk_.mainContext().mode() == MainContext::Mode::hostPumped) {
+    sdk_.mainContext().runFor(duration);
+  } else {
+    std::this_thread::sleep_for(duration);
+  }
+}
+
+SDKState CommandHost::shutDownSdk() {
+  auto reached = std::make_shared<Handover<SDKState>>();
+  Subscription watch = sdk_.subscribeState([reached](const SDKState& state) {
+    if (state.kind() == SDKState::Kind::shutdown) reached->give(state);
+  });
+  sdk_.shutdown();
+  await(*reached, waitLimit_);
+  return sdk_.getState();
+}
+
+void CommandHost::print(const JSONObject& result) {
+  // One write per line, so a log line from another thread never lands inside it.
+  std::string line = JSONValue(result).encode();
+  line.push_back('\n');
+  out_.write(line.data(), static_cast<std::streamsize>(line.size()));
+  out_.flush();
+}
+
+}  // namespace tarnwell::cli

@@ -1,0 +1,28 @@
+// sleep and quit: commands about the host itself rather than the SDK.
+#include "tools/cli/builtin_commands.h"
+#include "tools/cli/command_arguments.h"
+#include "tools/cli/command_host.h"
+
+namespace tarnwell::cli {
+namespace {
+
+JSONObject sleep(CommandHost& host, std::string_view arguments) {
+  host.pause(readMilliseconds(arguments));
+  return JSONObject{{"ok", true}};
+}
+
+// The host stops reading; run() then shuts the SDK down.
+JSONObject quit(CommandHost& host, std::string_view arguments) {
+  expectNoArguments(arguments);
+  host.stop();
+  return {};
+}
+
+}  // namespace
+
+void addHostCommands(CommandTable& table) {
+  table.add("sleep", sleep);
+  table.add("quit", quit);
+}
+
+}  // namespace tarnwell::cli
