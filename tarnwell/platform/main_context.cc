@@ -5,6 +5,7 @@
 #include <asio/post.hpp>
 
 #include <atomic>
+#include <algorithm>
 #include <exception>
 #include <optional>
 #include <thread>
@@ -87,14 +88,16 @@ std::size_t MainContext::runFor(std::chrono::milliseconds limit, const std::func
   const auto deadline = std::chrono::steady_clock::now() + limit;
   std::size_t total = 0;
   while (std::chrono::steady_clock::now() < deadline) {
-    if (impl_->io.stopped()) {
-      impl_->io.restart();
-    }
-    total += impl_->runGuarded([&] { return impl_->io.run_one_until(deadline); });
     total += poll();
     if (done && done()) {
       break;
     }
+    if (impl_->io.stopped()) {
+      impl_->io.restart();
+    }
+    // Wake at least every few milliseconds: `done` may turn true off the main context.
+    const auto wake = std::min(deadline, std::chrono::steady_clock::now() + std::chrono::milliseconds(5));
+    total += impl_->runGuarded([&] { return impl_->io.run_one_until(wake); });
   }
   return total;
 }
