@@ -97,8 +97,8 @@ TEST(GatewayExecutableTest, ServesTheExampleContentUntilAStopSignal) {
 
     const std::string endpoint = gateway.readLine();
     ASSERT_TRUE(std::regex_match(endpoint, std::regex(R"(http://127\.0\.0\.1:[1-9][0-9]*/v1)"))) << endpoint;
-    testing::GatewayClient client(endpoint, "6a1f0c3e9b2d4a7f8e01", "8c3f2e5a1b4d6c9f0a23");
-    const JSONValue envelope = client.call("bootstrap", {{"apiKey", "twk_demo_7f3a9c2e41"}, {"environment", "debug"}});
+    testing::GatewayClient client(endpoint, "tarnwell-local", "sdk-gateway");
+    const JSONValue envelope = client.call("bootstrap", {{"apiKey", "tw_demo_key"}, {"environment", "debug"}});
     EXPECT_EQ(envelope["ok"].encode(), "true") << envelope.encode();
     EXPECT_EQ(envelope["data"]["config"]["teamId"].encode(), R"("team_demo")");
     EXPECT_EQ(envelope["data"]["runtimeConfig"]["events"]["batchSize"].encode(), "20");
