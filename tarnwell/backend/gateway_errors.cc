@@ -1,5 +1,9 @@
 #include "tarnwell/backend/gateway_errors.h"
 
+#include <asio/error.hpp>
+
+#include <system_error>
+
 namespace tarnwell {
 namespace {
 
@@ -34,6 +38,16 @@ RuntimeGatewayError RuntimeGatewayError::invalidResponse() {
 
 TransportFailure::TransportFailure(TransportError error)
     : std::runtime_error(describe(error.code)), error_(std::move(error)) {}
+
+bool isCancellationError(const std::exception& error) noexcept {
+  if (const auto* transport = dynamic_cast<const TransportFailure*>(&error)) {
+    return transport->isCancellation();
+  }
+  if (const auto* system = dynamic_cast<const std::system_error*>(&error)) {
+    return system->code() == std::errc::operation_canceled || system->code() == asio::error::operation_aborted;
+  }
+  return false;
+}
 
 std::string textualForm(const std::exception& error) {
   if (const auto* gateway = dynamic_cast<const RuntimeGatewayError*>(&error)) {

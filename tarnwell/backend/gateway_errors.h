@@ -60,6 +60,10 @@ class TARNWELL_API URLError : public std::runtime_error {
   Code code() const noexcept { return Code::badURL; }
 };
 
+// True for a cancelled operation: a cancelled transfer, or an awaited operation aborted by
+// cancellation (asio::error::operation_aborted).
+TARNWELL_API bool isCancellationError(const std::exception& error) noexcept;
+
 // The error's textual form for ERROR log lines: the case and its payload, e.g.
 // httpError(404), gatewayError("Invalid API key"), TransportFailure(cannotConnect: Connection
 // refused); other errors give their what() text.

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <asio/error.hpp>
+
 #include "tarnwell/backend/detail/runtime_gateway_repository.h"
 #include "tarnwell/backend/gateway_errors.h"
 #include "tarnwell/core/coding_error.h"
@@ -115,7 +117,11 @@ TEST_F(RuntimeGatewayRepositoryTest, CancellationIsRecognisable) {
     FAIL() << "no failure";
   } catch (const TransportFailure& failure) {
     EXPECT_TRUE(failure.isCancellation());
+    EXPECT_TRUE(isCancellationError(failure));
   }
+  EXPECT_TRUE(isCancellationError(std::system_error(asio::error::operation_aborted)));
+  EXPECT_FALSE(isCancellationError(TransportFailure({TransportErrorCode::timedOut, "slow"})));
+  EXPECT_FALSE(isCancellationError(RuntimeGatewayError::invalidResponse()));
 }
 
 TEST_F(RuntimeGatewayRepositoryTest, ListsAreStrictPerElementButForgivingAboutTheContainer) {

@@ -103,4 +103,8 @@ std::string unwrapExecutionBody(std::string_view body);
 // number; objects, lists and null are false.
 bool readAcknowledgement(const JSONValue* value) noexcept;
 
+// The success rule of acknowledgements: the "success" member of a reply's data, read as
+// readAcknowledgement does (a missing member counts as success).
+inline bool readSuccessFlag(const JSONObject& data) noexcept { return readAcknowledgement(data.find("success")); }
+
 }  // namespace tarnwell
