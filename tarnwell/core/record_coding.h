@@ -7,6 +7,7 @@
 //     static constexpr auto fields = std::make_tuple(
 //         field(&Appwrite::endpoint, "endpoint"),          // required: missing fails
 //         field(&Appwrite::imagesBucketId, "imagesBucketId"));  // std::optional: may be missing
+//   (nullableField(...) writes an absent optional as null instead of leaving the key out)
 //   };
 //   Appwrite a = decodeRecord<Appwrite>(json);     // throws DecodingError naming the key path
 //   JSONValue back = encodeRecord(a);              // members in table order
@@ -57,11 +58,18 @@ template <typename Record, typename Member>
 struct FieldSpec {
   Member Record::*member;
   std::string_view key;
+  bool nullWhenAbsent = false;  // an absent optional is written as null instead of left out
 };
 
 template <typename Record, typename Member>
 constexpr FieldSpec<Record, Member> field(Member Record::*member, std::string_view key) {
   return {member, key};
+}
+
+// An optional member whose key is always written: null when absent.
+template <typename Record, typename Member>
+constexpr FieldSpec<Record, Member> nullableField(Member Record::*member, std::string_view key) {
+  return {member, key, true};
 }
 
 // How one C++ type maps to JSON. Specialise for enumerations and other leaf types.
@@ -210,6 +218,8 @@ void encodeField(const Record& record, const FieldSpec<Record, Member>& spec, JS
     // An absent optional is left out, as the platform's encoder does.
     if (const auto& member = record.*spec.member) {
       object.set(std::string(spec.key), JSONCoder<typename IsOptional<Member>::Inner>::encode(*member));
+    } else if (spec.nullWhenAbsent) {
+      object.set(std::string(spec.key), JSONValue());
     }
   } else {
     object.set(std::string(spec.key), JSONCoder<Member>::encode(record.*spec.member));

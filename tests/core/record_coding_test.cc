@@ -15,6 +15,17 @@ struct Item {
   friend bool operator==(const Item&, const Item&) = default;
 };
 
+struct Stamp {
+  std::optional<std::string> sessionId;
+  std::optional<std::string> note;
+};
+
+template <>
+struct RecordFields<Stamp> {
+  static constexpr auto fields =
+      std::make_tuple(nullableField(&Stamp::sessionId, "sessionId"), field(&Stamp::note, "note"));
+};
+
 struct Catalogue {
   std::vector<Item> items;
   std::map<std::string, double> weights;
@@ -73,6 +84,11 @@ TEST(RecordCodingTest, ErrorsNameTheKeyPathAndTheFoundType) {
   EXPECT_EQ(decodeError(R"({"items":[],"weights":{}})"), "No value for the required key \"metadata\"");
   EXPECT_EQ(decodeError(R"({"items":[{"$id":null,"rank":1}],"weights":{},"metadata":0})"),
             "Expected text at \"items[0].$id\" but found null");
+}
+
+TEST(RecordCodingTest, NullableFieldsKeepTheirKeyWhenAbsent) {
+  EXPECT_EQ(encodeRecord(Stamp{}).encode(), R"({"sessionId":null})");
+  EXPECT_EQ(encodeRecord(Stamp{"s1", "n"}).encode(), R"({"sessionId":"s1","note":"n"})");
 }
 
 TEST(RecordCodingTest, IntegersMustBeWholeAndInRange) {
