@@ -39,26 +39,27 @@
 namespace tarnwell {
 
 // How the SDK meets its host. Every member has a working default; tests and hosts with their
-// own loop, store or HTTP stack replace what they need.
+// own loop, store or HTTP stack replace what they need, e.g. with designated initializers:
+// Tarnwell sdk({.storePath = "/var/lib/app/tarnwell.sqlite", .mainContextMode = MainContext::Mode::hostPumped}).
 struct HostOptions {
   // The store of everything that outlives the process. Default: the SQLite file at storePath.
-  std::shared_ptr<KeyValueStore> store;
+  std::shared_ptr<KeyValueStore> store{};
   // Default: defaultKeyValueStorePath().
-  std::string storePath;
+  std::string storePath{};
   // ownThread: the SDK runs its main context on a thread of its own. hostPumped: the host
   // calls mainContext().poll() from its own loop.
   MainContext::Mode mainContextMode = MainContext::Mode::ownThread;
   // Default: libcurl. The SDK takes it over; it must not be shared with another Tarnwell.
-  std::shared_ptr<HttpTransport> transport;
+  std::shared_ptr<HttpTransport> transport{};
   // Default: the system clock.
-  std::shared_ptr<Clock> clock;
+  std::shared_ptr<Clock> clock{};
   // Default: readProcessAppInfo() / readSystemDeviceInfo.
-  AppInfoProvider appInfo;
-  DeviceInfoProvider deviceInfo;
+  AppInfoProvider appInfo{};
+  DeviceInfoProvider deviceInfo{};
   // Default: standard output.
-  LogSink logSink;
+  LogSink logSink{};
   // Seeds identifier minting, for reproducible tests. Default: random.
-  std::optional<std::uint64_t> uuidSeed;
+  std::optional<std::uint64_t> uuidSeed{};
 };
 
 class TARNWELL_API Tarnwell {

@@ -1,0 +1,42 @@
+#include "tarnwell/identity/detail/user_repository.h"
+
+namespace tarnwell {
+namespace {
+
+std::optional<std::string> scalarText(const JSONObject& data, std::string_view key) {
+  const JSONValue* value = data.find(key);
+  if (value == nullptr || !(value->isString() || value->isNumber() || value->isBool())) return std::nullopt;
+  return value->stringifyScalar();
+}
+
+}  // namespace
+
+UserRepository::UserRepository(std::shared_ptr<AppwriteClient> client, std::shared_ptr<HttpTransport> transport)
+    : gateway_(std::move(client), std::move(transport)) {}
+
+asio::awaitable<bool> UserRepository::startSession(UserSyncSnapshot snapshot) {
+  JSONObject payload{{"snapshot", snapshot.encode()}};
+  co_return readSuccessFlag(co_await gateway_.execute("start_session", std::move(payload), true));
+}
+
+asio::awaitable<bool> UserRepository::endSession(UserSyncSnapshot snapshot, JSONObject sessionData) {
+  JSONObject payload{{"snapshot", snapshot.encode()}, {"sessionData", JSONValue(std::move(sessionData))}};
+  co_return readSuccessFlag(co_await gateway_.execute("end_session", std::move(payload), true));
+}
+
+asio::awaitable<bool> UserRepository::syncUserState(UserSyncSnapshot snapshot, bool incrementSessionCount) {
+  JSONObject payload{{"snapshot", snapshot.encode()}, {"incrementSessionCount", JSONValue(incrementSessionCount)}};
+  co_return readSuccessFlag(co_await gateway_.execute("sync_user_state", std::move(payload), true));
+}
+
+asio::awaitable<IdentifyResult> UserRepository::identifyUser(UserSyncSnapshot snapshot, std::string identifiedUserId,
+                                                             JSONObject traits) {
+  JSONObject payload{{"snapshot", snapshot.encode()},
+                     {"identifiedUserId", JSONValue(identifiedUserId)},
+                     {"traits", JSONValue(std::move(traits))}};
+  const JSONObject data = co_await gateway_.execute("identify_user", std::move(payload), true);
+  co_return IdentifyResult{scalarText(data, "profileId").value_or(snapshot.profileId),
+                           scalarText(data, "mergedFromProfileId")};
+}
+
+}  // namespace tarnwell
