@@ -115,9 +115,11 @@ TEST_F(RuntimeTelemetryStorageTest, StoredValueOfTheWrongShapeIsRemovedWithTheRe
     storeText(value);
     // A fresh queue, as after a restart: each restores the key once.
     auto restarted = RuntimeTelemetryQueue::create(store, clock, main.ioContext().get_executor());
-    RuntimeTelemetryBatcher(client, transport, restarted).enqueue("track_feature_flag_evaluation", JSONObject{{"flagKey", "f2"}});
+    RuntimeTelemetryBatcher(client, transport, restarted)
+        .enqueue("track_feature_flag_evaluation", JSONObject{{"flagKey", "f2"}});
     settle();
-    EXPECT_EQ(logs.lines(), std::vector<std::string>{"[Tarnwell][ERROR] Failed to restore runtime telemetry queue :: " + reason});
+    EXPECT_EQ(logs.lines(),
+              std::vector<std::string>{"[Tarnwell][ERROR] Failed to restore runtime telemetry queue :: " + reason});
     EXPECT_EQ(stored(), "[" + itemJson(2) + "]");
     store.remove(kStorageKey);
   }
