@@ -1,6 +1,8 @@
 #include "tools/gateway/actions.h"
 
 #include "tools/gateway/bootstrap_action.h"
+#include "tools/gateway/event_actions.h"
+#include "tools/gateway/identity_actions.h"
 
 namespace tarnwell::gateway {
 
@@ -18,6 +20,8 @@ ActionReply dispatchAction(const ActionTable& table, ActionContext& context, con
 ActionTable standardActions() {
   ActionTable table;
   addBootstrapActions(table);
+  addIdentityActions(table);
+  addEventActions(table);
   return table;
 }
 

@@ -39,16 +39,31 @@ std::string executionId() {
   return id.substr(0, 20);
 }
 
-std::string listOfRequests(GatewayStore& store, const std::optional<std::string>& action) {
+// The rows' JSON forms, in their order.
+template <typename Rows>
+JSONArray listOf(const Rows& rows) {
   JSONArray items;
-  for (const RecordedRequest& request : store.requests(action)) items.push_back(request.toJSON());
-  return JSONValue(JSONObject{{"items", std::move(items)}}).encode();
+  items.reserve(rows.size());
+  for (const auto& row : rows) items.push_back(row.toJSON());
+  return items;
+}
+
+std::string itemsOf(JSONArray items) { return JSONValue(JSONObject{{"items", std::move(items)}}).encode(); }
+
+std::string usersOf(IdentityStore& identity) {
+  return JSONValue(JSONObject{{"profiles", listOf(identity.userStates())},
+                              {"identifiedUsers", listOf(identity.identifiedUsers())}})
+      .encode();
+}
+
+// The value of the query parameter `name`, when it is given.
+std::optional<std::string> parameter(const httplib::Request& request, const char* name) {
+  if (!request.has_param(name)) return std::nullopt;
+  return request.get_param_value(name);
 }
 
 std::string listOfFaults(const FaultPlan& plan) {
-  JSONArray faults;
-  for (const Fault& fault : plan.pending()) faults.push_back(fault.toJSON());
-  return JSONValue(JSONObject{{"faults", std::move(faults)}}).encode();
+  return JSONValue(JSONObject{{"faults", listOf(plan.pending())}}).encode();
 }
 
 // Refusals httplib makes itself (no route, body too large) get a JSON body like ours.
@@ -140,13 +155,23 @@ void GatewayServer::addRoutes(httplib::Server& http) {
               handleExecution(request, response);
             });
   http.Get("/__gateway/requests", [this](const httplib::Request& request, httplib::Response& response) {
-    std::optional<std::string> action;
-    if (request.has_param("action")) action = request.get_param_value("action");
-    sendJSON(response, 200, listOfRequests(store_, action));
+    sendJSON(response, 200, itemsOf(listOf(store_.requests(parameter(request, "action")))));
   });
   http.Delete("/__gateway/requests", [this](const httplib::Request&, httplib::Response& response) {
     store_.clearRequests();
-    sendJSON(response, 200, listOfRequests(store_, std::nullopt));
+    sendJSON(response, 200, itemsOf(listOf(store_.requests())));
+  });
+  http.Get("/__gateway/events", [this](const httplib::Request& request, httplib::Response& response) {
+    sendJSON(response, 200, itemsOf(listOf(store_.eventStore().events(parameter(request, "name")))));
+  });
+  http.Get("/__gateway/telemetry", [this](const httplib::Request&, httplib::Response& response) {
+    sendJSON(response, 200, itemsOf(listOf(store_.eventStore().telemetry())));
+  });
+  http.Get("/__gateway/sessions", [this](const httplib::Request&, httplib::Response& response) {
+    sendJSON(response, 200, itemsOf(listOf(store_.identityStore().sessions())));
+  });
+  http.Get("/__gateway/users", [this](const httplib::Request&, httplib::Response& response) {
+    sendJSON(response, 200, usersOf(store_.identityStore()));
   });
   http.Get("/__gateway/faults", [this](const httplib::Request&, httplib::Response& response) {
     sendJSON(response, 200, listOfFaults(faults_));

@@ -1,8 +1,8 @@
 // File: tools/gateway/gateway_server.h
 //
 // GatewayServer is the local stand-in of the backend gateway: an HTTP server that answers the
-// SDK's function executions from a content document, remembers sessions and every call in
-// SQLite, and lets tests inspect those calls and inject faults.
+// SDK's function executions from a content document, remembers sessions, every call and what
+// the actions store in SQLite, and lets tests inspect all of it and inject faults.
 //
 //   GatewayServer server(GatewayContent::load("gateway-content.json"), ":memory:");
 //   server.start("127.0.0.1", 0);       // an ephemeral port
@@ -14,6 +14,10 @@
 //   POST   /v1/functions/{functionId}/executions   gateway calls (header X-Appwrite-Project)
 //   GET    /__gateway/requests[?action=NAME]       the calls received, in arrival order
 //   DELETE /__gateway/requests                     forgets them
+//   GET    /__gateway/events[?name=NAME]           the events stored, maps decoded, in arrival order
+//   GET    /__gateway/users                        the latest state of each profile; identified users
+//   GET    /__gateway/sessions                     the app sessions reported
+//   GET    /__gateway/telemetry                    the runtime telemetry items stored
 //   GET    /__gateway/faults                       the pending faults
 //   POST   /__gateway/faults                       adds a fault (see faults.h)
 //   DELETE /__gateway/faults                       clears them

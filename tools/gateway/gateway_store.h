@@ -1,33 +1,30 @@
 // File: tools/gateway/gateway_store.h
 //
 // GatewayStore keeps what the local gateway must remember in one SQLite database: the sessions
-// its bootstraps handed out, and every gateway call it received, for the inspection endpoint.
+// its bootstraps handed out, every gateway call it received (for the inspection endpoint), and,
+// through its parts, the identities, app sessions, events and telemetry the actions store.
 //
 //   GatewayStore store(":memory:");   // or a file path; a file is opened in WAL mode
 //   store.rememberSession(session);
 //   std::optional<GatewaySession> caller = store.findSession(token);
+//   store.identityStore().saveUserState(profileId, snapshot, false, now);
 //
-// Every member may be called from any thread; calls are serialised on one connection. Failures
-// of the database throw StoreError.
+// Every member may be called from any thread; calls are serialised on one connection. Tables are
+// created when missing, so a database file from an older gateway opens as it is. Failures of the
+// database throw StoreError.
 #pragma once
 
-#include <memory>
-#include <mutex>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include <tarnwell/core/json_value.h>
 
-struct sqlite3;
+#include "tools/gateway/event_store.h"
+#include "tools/gateway/identity_store.h"
+#include "tools/gateway/sqlite_database.h"
 
 namespace tarnwell::gateway {
-
-class StoreError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
 
 // Who holds a session token: the key that bootstrapped it, its tenant and environment.
 struct GatewaySession {
@@ -59,7 +56,6 @@ class GatewayStore {
  public:
   // Opens (creating if needed) the database at `path`; ":memory:" keeps it in memory.
   explicit GatewayStore(const std::string& path);
-  ~GatewayStore();
   GatewayStore(const GatewayStore&) = delete;
   GatewayStore& operator=(const GatewayStore&) = delete;
 
@@ -73,12 +69,13 @@ class GatewayStore {
   std::vector<RecordedRequest> requests(const std::optional<std::string>& action = std::nullopt);
   void clearRequests();
 
+  IdentityStore& identityStore() { return identity_; }
+  EventStore& eventStore() { return events_; }
+
  private:
-  struct Closer {
-    void operator()(sqlite3* db) const noexcept;
-  };
-  std::mutex mutex_;
-  std::unique_ptr<sqlite3, Closer> db_;
+  SqliteDatabase database_;
+  IdentityStore identity_;
+  EventStore events_;
 };
 
 }  // namespace tarnwell::gateway

@@ -1,0 +1,124 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "tests/gateway/gateway_fixture.h"
+#include "tests/gateway/sdk_payloads.h"
+
+namespace tarnwell::gateway {
+namespace {
+
+using PayloadErrorsTest = GatewayServerTest;
+
+// A payload the SDK would send, spoilt in one place, and the error it must be answered with.
+struct Spoilt {
+  std::string action;
+  JSONObject payload;
+  std::string error;
+};
+
+JSONObject with(JSONObject object, const std::function<void(JSONObject&)>& spoil) {
+  spoil(object);
+  return object;
+}
+
+JSONObject sessionEnd() { return {{"snapshot", userSnapshot("prf_A")}, {"sessionData", sessionData("session_S1")}}; }
+JSONObject userSync() { return {{"snapshot", userSnapshot("prf_A")}, {"incrementSessionCount", false}}; }
+JSONObject identify() { return {{"snapshot", userSnapshot("prf_A")}, {"identifiedUserId", "user-7"}, {"traits", JSONObject{}}}; }
+JSONObject eventBatch(JSONObject item) { return {{"items", JSONArray{eventItem("opened", "e-1"), std::move(item)}}}; }
+JSONObject telemetryBatch(JSONObject item) { return {{"items", JSONArray{std::move(item)}}}; }
+JSONObject telemetryItem() { return {{"action", "track_flag_evaluation"}, {"payload", JSONObject{}}}; }
+
+JSONObject& snapshotOf(JSONObject& payload) { return *payload["snapshot"].asObject(); }
+
+std::vector<Spoilt> spoiltPayloads() {
+  return {
+      {"start_session", {}, "snapshot is missing"},
+      {"start_session", {{"snapshot", "prf_A"}}, "snapshot must be an object"},
+      {"start_session", {{"snapshot", with(userSnapshot("prf_A"), [](JSONObject& s) { s.set("teamId", 7); })}},
+       "snapshot.teamId must be a string"},
+      {"start_session", {{"snapshot", with(userSnapshot("prf_A"), [](JSONObject& s) { s.erase("lastLogin"); })}},
+       "snapshot.lastLogin is missing"},
+      {"start_session", {{"snapshot", with(userSnapshot("prf_A"), [](JSONObject& s) { s.set("userType", false); })}},
+       "snapshot.userType must be a string or null"},
+      {"start_session",
+       {{"snapshot", with(userSnapshot("prf_A"), [](JSONObject& s) { s.set("userProperties", JSONArray{}); })}},
+       "snapshot.userProperties must be an object"},
+      {"start_session", {{"snapshot", with(userSnapshot("prf_A"), [](JSONObject& s) { s.set("sessionId", nullptr); })}},
+       "snapshot.sessionId must name the session that starts"},
+      {"end_session", with(sessionEnd(), [](JSONObject& p) { p.erase("sessionData"); }), "sessionData is missing"},
+      {"end_session", with(sessionEnd(), [](JSONObject& p) { p["sessionData"].asObject()->set("duration", "90500"); }),
+       "sessionData.duration must be a number"},
+      {"end_session",
+       with(sessionEnd(), [](JSONObject& p) { (*p["sessionData"].asObject())["deviceInfo"].asObject()->erase("osVersion"); }),
+       "sessionData.deviceInfo.osVersion is missing"},
+      {"end_session", with(sessionEnd(), [](JSONObject& p) { snapshotOf(p).set("isRegistered", "false"); }),
+       "snapshot.isRegistered must be a bool"},
+      {"sync_user_state", with(userSync(), [](JSONObject& p) { p.erase("incrementSessionCount"); }),
+       "incrementSessionCount is missing"},
+      {"sync_user_state", with(userSync(), [](JSONObject& p) { p.set("incrementSessionCount", 1); }),
+       "incrementSessionCount must be a bool"},
+      {"sync_user_state", with(userSync(), [](JSONObject& p) { snapshotOf(p).set("profileId", ""); }),
+       "snapshot.profileId must be a non-empty string"},
+      {"identify_user", with(identify(), [](JSONObject& p) { p.set("identifiedUserId", ""); }),
+       "identifiedUserId must be a non-empty string"},
+      {"identify_user", with(identify(), [](JSONObject& p) { p.set("traits", JSONArray{}); }),
+       "traits must be an object"},
+      {"track_event_batch", {}, "items is missing"},
+      {"track_event_batch", {{"items", JSONObject{}}}, "items must be an array"},
+      {"track_event_batch", {{"items", JSONArray{eventItem("opened", "e-1"), 5}}}, "items[1] must be an object"},
+      {"track_event_batch", eventBatch(with(eventItem("closed", "e-2"), [](JSONObject& i) {
+         i.set("properties", JSONObject{{"screen", "home"}});
+       })),
+       "items[1].properties must be a string"},
+      {"track_event_batch",
+       eventBatch(with(eventItem("closed", "e-2"), [](JSONObject& i) { i.set("timestamp", "yesterday"); })),
+       "items[1].timestamp must be an ISO 8601 date"},
+      {"track_event_batch", eventBatch(with(eventItem("closed", "e-2"), [](JSONObject& i) { i.set("session_id", 3); })),
+       "items[1].session_id must be a string or null"},
+      {"track_event_batch", eventBatch(with(eventItem("closed", "e-2"), [](JSONObject& i) { i.erase("event_type"); })),
+       "items[1].event_type is missing"},
+      {"track_runtime_telemetry_batch", {{"items", "[]"}}, "items must be an array"},
+      {"track_runtime_telemetry_batch", telemetryBatch(with(telemetryItem(), [](JSONObject& i) { i.erase("payload"); })),
+       "items[0].payload is missing"},
+      {"track_runtime_telemetry_batch", telemetryBatch(with(telemetryItem(), [](JSONObject& i) { i.set("action", ""); })),
+       "items[0].action must be a non-empty string"},
+  };
+}
+
+TEST_F(PayloadErrorsTest, AnswersAMalformedPayloadWithThePathAtFault) {
+  for (const Spoilt& spoilt : spoiltPayloads()) {
+    EXPECT_EQ(gateway().call(spoilt.action, spoilt.payload).encode(),
+              R"({"ok":false,"error":"Invalid )" + spoilt.action + " payload: " + spoilt.error + R"("})");
+  }
+}
+
+TEST_F(PayloadErrorsTest, StoresNothingOfAMalformedPayload) {
+  for (const Spoilt& spoilt : spoiltPayloads()) gateway().call(spoilt.action, spoilt.payload);
+
+  // The batches with a bad second item had a good first one: a batch is taken whole or not at all.
+  EXPECT_EQ(gateway().getJSON("/__gateway/events").encode(), R"({"items":[]})");
+  EXPECT_EQ(gateway().getJSON("/__gateway/telemetry").encode(), R"({"items":[]})");
+  EXPECT_EQ(gateway().getJSON("/__gateway/sessions").encode(), R"({"items":[]})");
+  EXPECT_EQ(gateway().getJSON("/__gateway/users").encode(), R"({"profiles":[],"identifiedUsers":[]})");
+  // Each was still received and answered.
+  EXPECT_EQ(gateway().getJSON("/__gateway/requests")["items"].asArray()->size(), spoiltPayloads().size());
+}
+
+TEST_F(PayloadErrorsTest, TheUnspoiltPayloadsAreTaken) {
+  const std::vector<std::pair<std::string, JSONObject>> payloads{
+      {"start_session", {{"snapshot", userSnapshot("prf_A")}}},
+      {"end_session", sessionEnd()},
+      {"sync_user_state", userSync()},
+      {"identify_user", identify()},
+      {"track_event_batch", eventBatch(eventItem("closed", "e-2"))},
+      {"track_runtime_telemetry_batch", telemetryBatch(telemetryItem())}};
+  for (const auto& [action, payload] : payloads) {
+    EXPECT_EQ(gateway().call(action, payload)["ok"].encode(), "true") << action;
+  }
+}
+
+}  // namespace
+}  // namespace tarnwell::gateway
