@@ -1,6 +1,8 @@
 #include "tarnwell/events/detail/event_manager.h"
 
+#include <asio/co_spawn.hpp>
 #include <asio/detached.hpp>
+#include <asio/post.hpp>
 
 #include <algorithm>
 #include <cmath>
@@ -101,7 +103,11 @@ void EventManager::admit(EventRecord event) {
   persist();
   autoFlushPausedAfterFailure_ = false;
   if (queue_.size() >= eagerFlushThreshold_) {
-    asio::co_spawn(strand_, eagerFlush(weak_from_this()), asio::detached);
+    // A task of its own that runs after this admission; until it starts it must not keep a
+    // manager that its owner has let go.
+    asio::post(strand_, [manager = weak_from_this()] {
+      if (const auto self = manager.lock()) asio::co_spawn(self->strand_, eagerFlush(self), asio::detached);
+    });
   }
 }
 
@@ -156,9 +162,8 @@ asio::awaitable<bool> EventManager::flush(bool force) {
   }
 }
 
-asio::awaitable<void> EventManager::eagerFlush(std::weak_ptr<EventManager> manager) {
-  // The queue must not keep a manager that its owner has let go.
-  if (const auto self = manager.lock()) co_await self->flush(false);
+asio::awaitable<void> EventManager::eagerFlush(std::shared_ptr<EventManager> self) {
+  co_await self->flush(false);
 }
 
 void EventManager::restore() {

@@ -82,7 +82,7 @@ class EventManager : public std::enable_shared_from_this<EventManager> {
   void admit(EventRecord event);
   bool passesAdmission(const EventRecord& event);
   asio::awaitable<bool> flush(bool force);
-  static asio::awaitable<void> eagerFlush(std::weak_ptr<EventManager> manager);
+  static asio::awaitable<void> eagerFlush(std::shared_ptr<EventManager> self);
   void restore();
   void persist();
 
