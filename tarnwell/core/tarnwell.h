@@ -11,9 +11,14 @@
 // Threads: every member may be called from any thread. Calls that change state are carried out
 // on the SDK's main context (posted there when made elsewhere); completions always run on the
 // main context. Reads (getState, isReady, getUserId, getUserDebugState) answer at once. No
-// call blocks on the network.
+// call blocks on the network, except flushAndWait for as long as it is told.
+//
+// Property setters change the local identity at once and tell the backend 750 ms after the
+// last of a burst.
 #pragma once
 
+#include <chrono>
+#include <cstddef>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -28,6 +33,7 @@
 #include <tarnwell/core/sdk_state.h>
 #include <tarnwell/core/user_debug_state.h>
 #include <tarnwell/platform/app_info.h>
+#include <tarnwell/platform/background_task_host.h>
 #include <tarnwell/platform/clock.h>
 #include <tarnwell/platform/device_info.h>
 #include <tarnwell/platform/http_transport.h>
@@ -60,6 +66,9 @@ struct HostOptions {
   LogSink logSink{};
   // Seeds identifier minting, for reproducible tests. Default: random.
   std::optional<std::uint64_t> uuidSeed{};
+  // Keeps the process alive while the last flush runs after onStop(). Default: a host that
+  // grants every request and never expires.
+  std::shared_ptr<BackgroundTaskHost> backgroundTasks{};
 };
 
 class TARNWELL_API Tarnwell {
@@ -96,10 +105,44 @@ class TARNWELL_API Tarnwell {
   bool isReady() const;
   bool isInitialized() const;
 
-  // Stops the SDK: the state becomes `shutdown`.
+  // ---- Lifecycle -----------------------------------------------------------------------
+  // The host reports its application coming to the foreground and leaving it. The foreground
+  // starts a session when none runs (once ready) or syncs the user; the background counts the
+  // session's foreground time and flushes users, events and telemetry inside a background task.
+  void onStart();
+  void onStop();
+  bool isApplicationInForeground() const;
+  // Kept for hosts that call it; does nothing.
+  void clearCurrentActivity();
+  // Sends every queued event and the telemetry queue; returns at once.
+  void flush();
+  // Like flush(), then waits until it has finished or `timeout` has passed, whichever comes
+  // first; true when it finished. For hosts that hold their exit for the last events. Must not
+  // be called on the SDK's main context.
+  bool flushAndWait(std::chrono::milliseconds timeout);
+  // Stops the SDK: cancels the flush loop, ends the session, starts a last flush and sets the
+  // state to `shutdown` at once. Nothing is released; a later initialize starts again.
   void shutdown();
 
+  // ---- Events ----------------------------------------------------------------------------
+  // Counts the event for on-device triggers and, when admitted by the backend's switch, rate
+  // limit and sampling, queues it durably for the next flush. Before `ready` the event is
+  // dropped with a warning.
+  void trackEvent(std::string name, JSONObject properties = {}, std::string eventType = {});
+  // The number of events waiting to be sent, reported on the main context.
+  void getQueuedEventCount(std::function<void(std::size_t)> completion);
+
   // ---- Identity ----------------------------------------------------------------------
+  // Names the user (trimmed; blank names change nothing) and stores the traits as user
+  // properties. Once ready, the backend merges the anonymous profile into the user's.
+  void identify(std::string userId, JSONObject traits = {});
+  // Sets the user type and the four property maps at once, then identifies the user.
+  void setUserProfile(std::string userId, std::string userType, JSONObject userProperties = {},
+                      JSONObject appProperties = {}, JSONObject deviceProperties = {},
+                      JSONObject customProperties = {});
+  // Ends the session, forgets the user (new anonymous and profile ids) and starts a new session.
+  // `reason` is accepted for the host's records; the backend always hears "manual_reset".
+  void resetUser(std::string reason = {});
   // The identified user; never the anonymous identifier.
   std::optional<std::string> getUserId() const;
   UserDebugState getUserDebugState() const;

@@ -121,7 +121,7 @@ TEST_F(HostProcessTest, RunsTheScriptFileAgainstTheOverriddenEndpoint) {
             0);
   EXPECT_EQ(out.str(), "{\"cmd\":\"init\",\"state\":\"ready\"}\n{\"cmd\":\"quit\"}\n");
   EXPECT_EQ(err.str(), "");
-  ASSERT_EQ(transport->requests().size(), 1u);
+  ASSERT_GE(transport->requests().size(), 1u);
   EXPECT_EQ(transport->requests()[0].url, "http://127.0.0.1:9/v1/functions/fn/executions");
 }
 

@@ -53,7 +53,16 @@ struct TarnwellTest : ::testing::Test {
   void settle(std::size_t expectedCompletions) {
     sdk.mainContext().runFor(std::chrono::seconds(30), [&] { return completions.size() >= expectedCompletions; });
   }
-  std::size_t bootstrapCount() const { return transport->requests().size(); }
+  // Calls of one gateway action (the start-up also starts a session and syncs the user).
+  std::size_t actionCount(std::string_view action) const {
+    std::size_t count = 0;
+    for (const HttpRequest& request : transport->requests()) {
+      const JSONValue input = JSONValue::decode(JSONValue::decode(request.body)["body"].asString()->view());
+      if (input["action"] == JSONValue(action)) ++count;
+    }
+    return count;
+  }
+  std::size_t bootstrapCount() const { return actionCount("bootstrap"); }
 };
 
 TEST_F(TarnwellTest, StartUpReachesReadyWithTheTenantAndCallsTheCompletionOnce) {

@@ -1,0 +1,131 @@
+// File: tarnwell/core/detail/tarnwell_impl.h
+//
+// What the Tarnwell facade owns and the routines its public members run on the main context.
+// The members are split by theme over tarnwell.cc (construction and reads), tarnwell_startup.cc,
+// tarnwell_identity.cc, tarnwell_events.cc and tarnwell_lifecycle.cc.
+//
+// Threads: fields under "main context only" are touched only there; the ones under `mutex` may
+// be read from any thread. Coroutines started here run on the main context and refer to the
+// Impl directly: it stops its main context before anything else is torn down.
+#pragma once
+
+#include <asio/awaitable.hpp>
+#include <asio/cancellation_signal.hpp>
+
+#include <atomic>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <optional>
+
+#include "tarnwell/backend/detail/api_key_repository.h"
+#include "tarnwell/core/tarnwell.h"
+#include "tarnwell/events/behavioral_event_tracker.h"
+#include "tarnwell/events/detail/event_manager.h"
+#include "tarnwell/events/detail/runtime_telemetry_batcher.h"
+#include "tarnwell/identity/detail/user_repository.h"
+#include "tarnwell/identity/property_manager.h"
+#include "tarnwell/identity/session_manager.h"
+#include "tarnwell/platform/detail/async.h"
+#include "tarnwell/platform/detail/closable_seams.h"
+#include "tarnwell/platform/uuid.h"
+
+namespace tarnwell {
+
+struct Tarnwell::Impl {
+  explicit Impl(HostOptions options);
+  ~Impl();
+
+  // Work that touches main-context state runs there: at once when already on it.
+  void runOnMain(std::function<void()> work);
+  // Starts a coroutine on the main context; nobody waits for it.
+  void spawnOnMain(asio::awaitable<void> work);
+
+  // ---- Lazily built components -----------------------------------------------------------
+  std::shared_ptr<AppwriteClient> client();
+  ApiKeyRepository& apiKeyRepository();
+  UserRepository& userRepository();
+  std::shared_ptr<EventManager> eventManager();
+  BehavioralEventTracker& behavioralEventTracker();
+  RuntimeTelemetryBatcher& telemetry();
+
+  // ---- Start-up (tarnwell_startup.cc) ----------------------------------------------------
+  void beginStartUp(TarnwellSDKConfig config, StateCallback completion);
+  asio::awaitable<void> startUp(TarnwellSDKConfig config, StateCallback completion);
+  void failStartUp(const std::exception& error, const StateCallback& completion);
+  void failConfiguration(const std::exception& error, const StateCallback& completion);
+  std::optional<ApiKeyConfig> loadedConfig() const;
+  bool isReady() const { return state.value().kind() == SDKState::Kind::ready; }
+
+  // ---- Identity and sessions (tarnwell_identity.cc) --------------------------------------
+  std::optional<UserSyncSnapshot> makeSnapshot(std::optional<std::string> sessionOverride = std::nullopt,
+                                               bool isRegistered = false);
+  void scheduleUserSync(std::chrono::milliseconds delay);
+  asio::awaitable<void> debouncedUserSync(std::chrono::milliseconds delay, std::int64_t revision);
+  asio::awaitable<void> performUserSync(bool isRegistered = false);
+  asio::awaitable<void> identify(std::string userId, JSONObject traits);
+  asio::awaitable<void> setUserProfile(std::string userId, JSONObject userProperties);
+  asio::awaitable<void> resetUser();
+  void startSessionTracking();
+  void endSessionTracking();
+  asio::awaitable<void> persistSessionStart(UserSyncSnapshot snapshot);
+  asio::awaitable<void> persistSessionEnd(UserSyncSnapshot snapshot, JSONObject sessionData);
+  void setPropertyThenSync(std::function<void(PropertyManager&)> change);
+
+  // ---- Events (tarnwell_events.cc) -------------------------------------------------------
+  void trackEvent(const std::string& name, const JSONObject& properties, const std::string& eventType);
+  asio::awaitable<void> queueEvent(EventRecord record);
+  asio::awaitable<void> reportQueuedEventCount(std::function<void(std::size_t)> completion);
+
+  // ---- Lifecycle (tarnwell_lifecycle.cc) -------------------------------------------------
+  void handleForeground();
+  void handleBackground();
+  void flushInBackground();
+  void endBackgroundTask();
+  asio::awaitable<void> backgroundFlush();
+  void startFlushTask();
+  asio::awaitable<void> flushLoop();
+  // A forced event flush then the telemetry flush, counted in flushesInFlight from the moment
+  // it is asked for.
+  void startFlushAll();
+  asio::awaitable<void> flushAll();
+
+  std::unique_ptr<MainContext> main;
+  // The host's clock and transport, wrapped so teardown can end all the SDK started on them.
+  std::shared_ptr<detail::ClosableClock> clock;
+  std::shared_ptr<KeyValueStore> store;
+  std::shared_ptr<detail::ClosableTransport> transport;
+  std::shared_ptr<BackgroundTaskHost> backgroundTasks;
+  std::unique_ptr<UuidGenerator> uuids;
+  std::unique_ptr<detail::WorkerPool> pool;
+  AppInfo appInfo;
+  DeviceInfoProvider deviceInfo;
+  std::unique_ptr<PropertyManager> properties;
+  std::unique_ptr<SessionManager> sessions;
+  Published<SDKState> state;
+
+  // Written on the main context; read from any thread under the mutex.
+  mutable std::mutex mutex;
+  std::shared_ptr<AppwriteClient> clientInstance;
+  std::optional<ApiKeyConfig> config;
+  RuntimeConfig runtimeConfig = defaultRuntimeConfig();
+  bool isAppInForeground = false;
+
+  // Main context only.
+  std::unique_ptr<ApiKeyRepository> apiKeyRepositoryInstance;
+  std::unique_ptr<UserRepository> userRepositoryInstance;
+  std::shared_ptr<EventManager> eventManagerInstance;
+  std::unique_ptr<BehavioralEventTracker> trackerInstance;
+  std::unique_ptr<RuntimeTelemetryBatcher> telemetryInstance;
+  TarnwellSDKConfig sdkConfig = legacyPlaceholderConfig();
+  std::int64_t pendingUserSyncRevision = 0;
+  std::unique_ptr<asio::cancellation_signal> flushTaskSignal;
+  BackgroundTaskHost::TaskId backgroundFlushTaskId = BackgroundTaskHost::invalidTask;
+
+  // Waited on by flushAndWait from the host's thread.
+  std::mutex flushMutex;
+  int flushesInFlight = 0;
+  std::condition_variable flushesDone;
+};
+
+}  // namespace tarnwell
