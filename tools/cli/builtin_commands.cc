@@ -7,6 +7,7 @@ CommandTable builtinCommands() {
   addLifecycleCommands(table);
   addIdentityCommands(table);
   addHostCommands(table);
+  addEventCommands(table);
   return table;
 }
 

@@ -16,5 +16,6 @@ void addLifecycleCommands(CommandTable& table);
 void addIdentityCommands(CommandTable& table);
 // sleep, quit (host_commands.cc).
 void addHostCommands(CommandTable& table);
+void addEventCommands(CommandTable& table);
 
 }  // namespace tarnwell::cli

@@ -49,7 +49,8 @@ int CommandHost::run(std::istream& input) {
   while (!stopped_ && std::getline(input, line)) {
     execute(line);
   }
-  shutDownSdk();
+  // A script that ended with `shutdown` has shut the SDK down already.
+  if (sdk_.getState().kind() != SDKState::Kind::shutdown) shutDownSdk();
   return 0;
 }
 
@@ -61,6 +62,15 @@ void CommandHost::pause(std::chrono::milliseconds duration) {
   }
 }
 
+bool CommandHost::waitUntil(const std::function<bool()>& condition) {
+  const auto deadline = std::chrono::steady_clock::now() + waitLimit_;
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() >= deadline) return false;
+    pause(std::chrono::milliseconds(5));
+  }
+  return true;
+}
+
 SDKState CommandHost::shutDownSdk() {
   auto reached = std::make_shared<Handover<SDKState>>();
   Subscription watch = sdk_.subscribeState([reached](const SDKState& state) {
@@ -68,6 +78,8 @@ SDKState CommandHost::shutDownSdk() {
   });
   sdk_.shutdown();
   await(*reached, waitLimit_);
+  // The session's end and the last events go out before the host moves on, within the limit.
+  sdk_.flushAndWait(waitLimit_);
   return sdk_.getState();
 }
 

@@ -63,6 +63,8 @@ class CommandHost {
   }
   // Lets `duration` of real time pass, running a host-pumped main context meanwhile.
   void pause(std::chrono::milliseconds duration);
+  // Pauses in small steps until `condition` holds (true) or waitLimit() has passed (false).
+  bool waitUntil(const std::function<bool()>& condition);
   // Shuts the SDK down and waits (up to waitLimit()) until its state reads so; the state then.
   SDKState shutDownSdk();
   // run() reads no further line once the current command is done.

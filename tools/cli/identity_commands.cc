@@ -26,12 +26,74 @@ CommandHandler propertyCommand(PropertySetter setter) {
   };
 }
 
+JSONObject objectArgument(std::string_view text, std::string_view what) {
+  JSONValue value = readJSONArgument(text, what);
+  if (!value.isObject()) throw CommandError(std::string(what) + " must be a JSON object");
+  return std::move(*value.asObject());
+}
+
+// Waits (bounded) until the SDK names `userId` as its user: identify reaches the backend first.
+void awaitUser(CommandHost& host, const std::string& userId) {
+  const std::string trimmed(trimBlanks(userId));
+  host.waitUntil([&] { return host.sdk().getUserId() == trimmed; });
+}
+
+// `USER [TRAITS_JSON]`
+JSONObject identify(CommandHost& host, std::string_view arguments) {
+  const auto [user, traits] = splitFirstWord(arguments);
+  if (user.empty()) throw CommandError("missing user id");
+  host.sdk().identify(std::string(user), traits.empty() ? JSONObject{} : objectArgument(traits, "traits"));
+  awaitUser(host, std::string(user));
+  return JSONObject{{"ok", true}};
+}
+
+// One JSON object with userId, userType and the four property maps.
+JSONObject setUserProfile(CommandHost& host, std::string_view arguments) {
+  const JSONObject profile = objectArgument(arguments, "profile");
+  const auto text = [&](std::string_view key) {
+    const JSONValue* value = profile.find(key);
+    if (value == nullptr || !value->isString()) throw CommandError("profile needs the text \"" + std::string(key) + "\"");
+    return value->asString()->str();
+  };
+  const auto map = [&](std::string_view key) {
+    const JSONValue* value = profile.find(key);
+    if (value == nullptr) return JSONObject{};
+    if (!value->isObject()) throw CommandError("profile's \"" + std::string(key) + "\" must be an object");
+    return *value->asObject();
+  };
+  const std::string userId = text("userId");
+  host.sdk().setUserProfile(userId, text("userType"), map("userProperties"), map("appProperties"),
+                            map("deviceProperties"), map("customProperties"));
+  awaitUser(host, userId);
+  return JSONObject{{"ok", true}};
+}
+
+// `[REASON]`
+JSONObject resetUser(CommandHost& host, std::string_view arguments) {
+  const std::string previous = host.sdk().getUserDebugState().anonymousId;
+  host.sdk().resetUser(std::string(trimBlanks(arguments)));
+  host.waitUntil([&] { return host.sdk().getUserDebugState().anonymousId != previous; });
+  return JSONObject{{"ok", true}};
+}
+
+// `TYPE`
+JSONObject setUserType(CommandHost& host, std::string_view arguments) {
+  host.sdk().setUserType(std::string(trimBlanks(arguments)));
+  return JSONObject{{"ok", true}};
+}
+
 }  // namespace
 
 void addIdentityCommands(CommandTable& table) {
   table.add("debug", debug);
+  table.add("identify", identify);
+  table.add("set-user-profile", setUserProfile);
+  table.add("reset-user", resetUser);
+  table.add("set-user-type", setUserType);
   table.add("set-user-property", propertyCommand(&Tarnwell::setUserProperty));
   table.add("set-device-property", propertyCommand(&Tarnwell::setDeviceProperty));
+  table.add("set-app-property", propertyCommand(&Tarnwell::setAppProperty));
+  table.add("set-custom-property", propertyCommand(&Tarnwell::setCustomProperty));
 }
 
 }  // namespace tarnwell::cli

@@ -1,0 +1,105 @@
+// The identity and event commands against a scripted gateway that answers every action.
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "tarnwell/platform/scripted_http_transport.h"
+#include "tests/cli/cli_test_support.h"
+#include "tools/cli/builtin_commands.h"
+#include "tools/cli/command_host.h"
+
+namespace tarnwell::cli {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+struct EventCommandsTest : ::testing::Test {
+  std::shared_ptr<ScriptedHttpTransport> transport = std::make_shared<ScriptedHttpTransport>();
+  std::ostringstream out;
+  std::unique_ptr<CommandHost> host;
+
+  void SetUp() override {
+    transport->setResponder([](const HttpRequest& request) -> HttpResult {
+      const JSONValue input = JSONValue::decode(JSONValue::decode(request.body)["body"].asString()->view());
+      const std::string action = input["action"].asString()->str();
+      if (action == "bootstrap") return testing::reply(testing::kGoodBootstrap);
+      if (action == "identify_user") return testing::reply(R"({"ok":true,"data":{"profileId":"prf-server"}})");
+      return testing::reply(R"({"ok":true,"data":{}})");
+    });
+    HostOptions options;
+    options.store = testing::storeWithKnownUser();
+    options.transport = transport;
+    options.mainContextMode = MainContext::Mode::hostPumped;
+    options.deviceInfo = iosDeviceProfile;
+    host = std::make_unique<CommandHost>(testing::testConfig(), std::move(options), out, builtinCommands());
+    host->execute("init");
+  }
+
+  Lines run(std::initializer_list<std::string_view> commands) {
+    out.str("");
+    for (std::string_view command : commands) host->execute(command);
+    return testing::resultLines(out.str());
+  }
+
+  std::vector<JSONValue> sentEvents() {
+    std::vector<JSONValue> events;
+    for (const HttpRequest& request : transport->requests()) {
+      const JSONValue input = JSONValue::decode(JSONValue::decode(request.body)["body"].asString()->view());
+      if (input["action"] != JSONValue("track_event_batch")) continue;
+      for (const JSONValue& item : *input["payload"]["items"].asArray()) events.push_back(item);
+    }
+    return events;
+  }
+};
+
+TEST_F(EventCommandsTest, TrackQueueAndFlushSendTheEventsWithTheirTypesAndProperties) {
+  EXPECT_EQ(run({"track app_opened", R"(track purchase commerce {"amount": 9.5})", R"(track refund {"id": "r1"})",
+                 "queue", "flush", "queue"}),
+            (Lines{R"({"cmd":"track","ok":true})", R"({"cmd":"track","ok":true})", R"({"cmd":"track","ok":true})",
+                   R"({"cmd":"queue","count":4})", R"({"cmd":"flush","ok":true})", R"({"cmd":"queue","count":0})"}));
+  const std::vector<JSONValue> events = sentEvents();
+  ASSERT_EQ(events.size(), 4u);  // the session's start comes first
+  EXPECT_EQ(events[1]["event_name"], JSONValue("app_opened"));
+  EXPECT_EQ(events[1]["event_type"], JSONValue("custom"));
+  EXPECT_EQ(events[2]["event_type"], JSONValue("commerce"));
+  EXPECT_EQ(events[2]["properties"], JSONValue(R"({"amount":9.5})"));
+  EXPECT_EQ(events[3]["properties"], JSONValue(R"({"id":"r1"})"));
+}
+
+TEST_F(EventCommandsTest, IdentifyWaitsForTheUserAndProfileCommandsTakeOneObject) {
+  EXPECT_EQ(run({R"(identify user-1 {"plan": "gold"})"}), Lines{R"({"cmd":"identify","ok":true})"});
+  EXPECT_EQ(host->sdk().getUserId(), "user-1");
+  EXPECT_EQ(host->sdk().getUserDebugState().profileId, "prf-server");
+  EXPECT_EQ(run({R"(set-user-profile {"userId": "user-2", "userType": "pro", "customProperties": {"tier": 2}})"}),
+            Lines{R"({"cmd":"set-user-profile","ok":true})"});
+  EXPECT_EQ(host->sdk().getUserId(), "user-2");
+  const std::string anonymous = host->sdk().getUserDebugState().anonymousId;
+  EXPECT_EQ(run({"reset-user logout"}), Lines{R"({"cmd":"reset-user","ok":true})"});
+  EXPECT_EQ(host->sdk().getUserId(), std::nullopt);
+  EXPECT_NE(host->sdk().getUserDebugState().anonymousId, anonymous);
+}
+
+TEST_F(EventCommandsTest, BadArgumentsAreErrorLinesAndChangeNothing) {
+  EXPECT_EQ(run({"track", "track x custom [1]", "identify", R"(identify u [1])", R"(set-user-profile {"userType": "pro"})",
+                 R"(set-user-profile {"userId": "u", "userType": "t", "appProperties": 3})", "flush now"}),
+            (Lines{R"({"cmd":"track","error":"missing event name"})",
+                   R"({"cmd":"track","error":"properties must be a JSON object"})",
+                   R"({"cmd":"identify","error":"missing user id"})",
+                   R"({"cmd":"identify","error":"traits must be a JSON object"})",
+                   R"({"cmd":"set-user-profile","error":"profile needs the text \"userId\""})",
+                   R"({"cmd":"set-user-profile","error":"profile's \"appProperties\" must be an object"})",
+                   R"({"cmd":"flush","error":"takes no arguments"})"}));
+  EXPECT_EQ(host->sdk().getUserId(), std::nullopt);
+}
+
+TEST_F(EventCommandsTest, ForegroundAndBackgroundFollowTheHostsLifecycle) {
+  EXPECT_EQ(run({"foreground"}), Lines{R"({"cmd":"foreground","ok":true})"});
+  host->waitUntil([&] { return host->sdk().isApplicationInForeground(); });
+  EXPECT_TRUE(host->sdk().isApplicationInForeground());
+  EXPECT_EQ(run({"background"}), Lines{R"({"cmd":"background","ok":true})"});
+  host->waitUntil([&] { return !host->sdk().isApplicationInForeground(); });
+  EXPECT_FALSE(host->sdk().isApplicationInForeground());
+}
+
+}  // namespace
+}  // namespace tarnwell::cli

@@ -1,0 +1,66 @@
+// track, flush, queue, foreground and background: the event pipeline and the host's lifecycle.
+#include <memory>
+
+#include "tools/cli/builtin_commands.h"
+#include "tools/cli/command_arguments.h"
+#include "tools/cli/command_host.h"
+
+namespace tarnwell::cli {
+namespace {
+
+// `NAME [TYPE] [PROPS_JSON]`: a missing type is the empty type.
+JSONObject track(CommandHost& host, std::string_view arguments) {
+  auto [name, rest] = splitFirstWord(arguments);
+  if (name.empty()) throw CommandError("missing event name");
+  std::string_view type;
+  if (!rest.empty() && rest.front() != '{') {
+    std::tie(type, rest) = splitFirstWord(rest);
+  }
+  JSONObject properties;
+  if (!rest.empty()) {
+    JSONValue value = readJSONArgument(rest, "properties");
+    if (!value.isObject()) throw CommandError("properties must be a JSON object");
+    properties = std::move(*value.asObject());
+  }
+  host.sdk().trackEvent(std::string(name), std::move(properties), std::string(type));
+  return JSONObject{{"ok", true}};
+}
+
+// A forced flush of events and telemetry, waited for (up to the host's wait limit).
+JSONObject flush(CommandHost& host, std::string_view arguments) {
+  expectNoArguments(arguments);
+  return JSONObject{{"ok", JSONValue(host.sdk().flushAndWait(host.waitLimit()))}};
+}
+
+JSONObject queue(CommandHost& host, std::string_view arguments) {
+  expectNoArguments(arguments);
+  auto counted = std::make_shared<Handover<std::size_t>>();
+  host.sdk().getQueuedEventCount([counted](std::size_t count) { counted->give(count); });
+  const std::optional<std::size_t> count = host.await(*counted, host.waitLimit());
+  if (!count) throw CommandError("no answer within " + std::to_string(host.waitLimit().count()) + " ms");
+  return JSONObject{{"count", JSONValue(*count)}};
+}
+
+JSONObject foreground(CommandHost& host, std::string_view arguments) {
+  expectNoArguments(arguments);
+  host.sdk().onStart();
+  return JSONObject{{"ok", true}};
+}
+
+JSONObject background(CommandHost& host, std::string_view arguments) {
+  expectNoArguments(arguments);
+  host.sdk().onStop();
+  return JSONObject{{"ok", true}};
+}
+
+}  // namespace
+
+void addEventCommands(CommandTable& table) {
+  table.add("track", track);
+  table.add("flush", flush);
+  table.add("queue", queue);
+  table.add("foreground", foreground);
+  table.add("background", background);
+}
+
+}  // namespace tarnwell::cli
