@@ -12,8 +12,15 @@
 #include <tarnwell/core/json_value.h>
 #include <tarnwell/core/log.h>
 #include <tarnwell/core/sdk_config.h>
+#include <tarnwell/core/sdk_state.h>
+#include <tarnwell/core/tarnwell.h>
 #include <tarnwell/core/timestamp.h>
+#include <tarnwell/core/user_debug_state.h>
+#include <tarnwell/events/event_record.h>
+#include <tarnwell/identity/session_manager.h>
+#include <tarnwell/identity/user_sync_snapshot.h>
 #include <tarnwell/platform/app_info.h>
+#include <tarnwell/platform/background_task_host.h>
 #include <tarnwell/platform/clock.h>
 #include <tarnwell/platform/curl_http_transport.h>
 #include <tarnwell/platform/device_info.h>

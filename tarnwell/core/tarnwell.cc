@@ -31,12 +31,20 @@ Tarnwell::Impl::Impl(HostOptions options)
       state(*main, SDKState::notInitialized()) {}
 
 Tarnwell::Impl::~Impl() {
-  // Stop the main context first, then end every sleep and transfer the SDK started, so the
-  // worker pool drains and nothing later posts into freed executors. Late completions for the
-  // main context land in its queue, which is never run again.
+  // 1. No more main-context work. 2. End every sleep and transfer the SDK started, so the worker
+  // pool drains; late completions for the main context land in its queue, never run again.
+  // 3. Drop that queue (and the tasks in it) while the pool's strands still exist, since those
+  // tasks hold components that live on them. 4. Only then the components and the pool.
   main->stop();
   clock->close();
   transport->close();
+  pool->join();
+  // The flush loop's cancellation slot still holds its last sleep, which resumes on the main
+  // context: let go of it while that context exists.
+  flushTaskSignal.reset();
+  main.reset();
+  eventManagerInstance.reset();
+  telemetryInstance.reset();
   pool.reset();
 }
 

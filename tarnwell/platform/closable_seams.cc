@@ -1,6 +1,7 @@
 #include "tarnwell/platform/detail/closable_seams.h"
 
 #include <algorithm>
+#include <condition_variable>
 
 namespace tarnwell::detail {
 
@@ -60,38 +61,62 @@ void ClosableClock::close() {
   }
 }
 
+struct ClosableTransport::Tracking {
+  std::mutex mutex;
+  std::condition_variable idle;
+  bool closed = false;
+  int running = 0;  // completions not yet returned
+  std::vector<std::weak_ptr<HttpTransfer>> inFlight;
+};
+
+ClosableTransport::ClosableTransport(std::shared_ptr<HttpTransport> inner)
+    : inner_(std::move(inner)), tracking_(std::make_shared<Tracking>()) {}
+
 std::shared_ptr<HttpTransfer> ClosableTransport::post(HttpRequest request, Completion completion) {
   bool closed = false;
   {
-    std::lock_guard lock(mutex_);
-    closed = closed_;
-    std::erase_if(inFlight_, [](const auto& weak) { return weak.expired(); });
+    std::lock_guard lock(tracking_->mutex);
+    closed = tracking_->closed;
+    if (!closed) {
+      ++tracking_->running;
+      std::erase_if(tracking_->inFlight, [](const auto& weak) { return weak.expired(); });
+    }
   }
   if (closed) {
     completion(TransportError{TransportErrorCode::cancelled, "the SDK is shutting down"});
     return nullptr;
   }
-  auto transfer = inner_->post(std::move(request), std::move(completion));
+  auto transfer = inner_->post(std::move(request), [tracking = tracking_, completion = std::move(completion)](
+                                                        HttpResult result) {
+    completion(std::move(result));
+    {
+      std::lock_guard lock(tracking->mutex);
+      --tracking->running;
+    }
+    tracking->idle.notify_all();
+  });
   bool cancelNow = false;
   {
-    std::lock_guard lock(mutex_);
-    inFlight_.push_back(transfer);
-    cancelNow = closed_;  // a close() that ran meanwhile missed this transfer
+    std::lock_guard lock(tracking_->mutex);
+    tracking_->inFlight.push_back(transfer);
+    cancelNow = tracking_->closed;  // a close() that ran meanwhile missed this transfer
   }
   if (cancelNow && transfer) transfer->cancel();
   return transfer;
 }
 
-void ClosableTransport::close() {
+void ClosableTransport::close(std::chrono::milliseconds patience) {
   std::vector<std::weak_ptr<HttpTransfer>> inFlight;
   {
-    std::lock_guard lock(mutex_);
-    closed_ = true;
-    inFlight.swap(inFlight_);
+    std::lock_guard lock(tracking_->mutex);
+    tracking_->closed = true;
+    inFlight.swap(tracking_->inFlight);
   }
   for (const auto& weak : inFlight) {
     if (auto transfer = weak.lock()) transfer->cancel();
   }
+  std::unique_lock lock(tracking_->mutex);
+  tracking_->idle.wait_for(lock, patience, [&] { return tracking_->running == 0; });
 }
 
 }  // namespace tarnwell::detail

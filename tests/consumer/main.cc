@@ -8,14 +8,21 @@
 int main() {
   std::string seen;
   tarnwell::setLogSink([&](tarnwell::LogLevel, std::string_view line) { seen = line; });
-  tarnwell::logInfo("consumer");
   const auto config = tarnwell::TarnwellSDKConfig::fromJSON(
       R"({"schemaVersion":1,"apiKey":"k","environment":"Stage","appwrite":{"endpoint":"https://h/v1",)"
       R"("projectId":"p","databaseId":"d","gatewayFunctionId":"g"}})");
+  tarnwell::HostOptions options;
+  options.store = std::make_shared<tarnwell::MemoryKeyValueStore>();
+  options.mainContextMode = tarnwell::MainContext::Mode::hostPumped;
+  tarnwell::Tarnwell sdk(std::move(options));
+  sdk.trackEvent("before_ready");
+  sdk.mainContext().poll();
+  const bool warned = seen == "[Tarnwell][WARN] Ignoring event before_ready before SDK ready";
+  tarnwell::logInfo("consumer");
   tarnwell::MemoryKeyValueStore store;
   store.setString("tarnwell_user_type", "pro");
   std::puts(seen.c_str());
-  const bool ok = seen == "[Tarnwell][INFO] consumer" && config.selectedEnvironment() == tarnwell::Environment::stage &&
+  const bool ok = warned && seen == "[Tarnwell][INFO] consumer" && config.selectedEnvironment() == tarnwell::Environment::stage &&
                   store.getString("tarnwell_user_type") == "pro";
   return ok ? 0 : 1;
 }

@@ -137,7 +137,10 @@ TEST_F(KillTest, EventsAdmittedBeforeASigkillAreSentByTheNextProcess) {
             (std::vector<std::string>{"session_started", "first", "second", "third", "session_started"}));
 }
 
-TEST_F(KillTest, TelemetryQueuedBeforeASigkillIsSentByTheNextProcess) {
+// Killed processes fork from a test process that may already run threads; the child starts its
+// own and touches nothing it inherited but the file system.
+TEST(TelemetryKillTest, TelemetryQueuedBeforeASigkillIsSentByTheNextProcess) {
+  testing::ScratchDir dir;
   const std::string storePath = dir.file("telemetry.sqlite");
   const std::string key = "com.tarnwell.runtimeTelemetryQueue.team-1_debug.v1";
   const pid_t child = fork();
@@ -166,7 +169,7 @@ TEST_F(KillTest, TelemetryQueuedBeforeASigkillIsSentByTheNextProcess) {
   ASSERT_TRUE(opened.store);
   VirtualClock clock;
   detail::WorkerPool pool(1);
-  auto client = std::make_shared<AppwriteClient>(server_->url(), gateway::kProjectId, "d", gateway::kFunctionId);
+  auto client = std::make_shared<AppwriteClient>("http://127.0.0.1:1/v1", "p", "d", "f");
   client->setTeamId("team-1");
   client->setEnvironment("debug");
   auto transport = std::make_shared<ScriptedHttpTransport>();

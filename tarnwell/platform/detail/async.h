@@ -120,6 +120,9 @@ class WorkerPool {
  public:
   explicit WorkerPool(std::size_t threads = 2) : pool_(threads) {}
   ~WorkerPool() { pool_.join(); }
+
+  // Waits until every piece of work posted to the pool, and all it led to, has finished.
+  void join() { pool_.join(); }
   WorkerPool(const WorkerPool&) = delete;
   WorkerPool& operator=(const WorkerPool&) = delete;
 

@@ -14,6 +14,7 @@
 // Thread-safe. After close() nothing new is started on the wrapped seam.
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -43,17 +44,18 @@ class ClosableClock final : public Clock {
 
 class ClosableTransport final : public HttpTransport {
  public:
-  explicit ClosableTransport(std::shared_ptr<HttpTransport> inner) : inner_(std::move(inner)) {}
+  explicit ClosableTransport(std::shared_ptr<HttpTransport> inner);
 
   std::shared_ptr<HttpTransfer> post(HttpRequest request, Completion completion) override;
-  // Cancels every transfer in flight; later posts complete with `cancelled` at once.
-  void close();
+  // Cancels every transfer in flight and waits (up to `patience`) until their completions have
+  // returned, so nothing is still posting into an executor when close() is done; later posts
+  // complete with `cancelled` at once.
+  void close(std::chrono::milliseconds patience = std::chrono::seconds(5));
 
  private:
+  struct Tracking;
   std::shared_ptr<HttpTransport> inner_;
-  std::mutex mutex_;
-  bool closed_ = false;
-  std::vector<std::weak_ptr<HttpTransfer>> inFlight_;
+  std::shared_ptr<Tracking> tracking_;
 };
 
 }  // namespace tarnwell::detail
