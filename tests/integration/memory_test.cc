@@ -36,6 +36,9 @@ struct DeadGateway final : HttpTransport {
 };
 
 TEST(MemoryTest, TrackingAgainstADeadGatewayStaysFlat) {
+  if (heapInUseKiB() == 0) {
+    GTEST_SKIP() << "this build's allocator keeps no statistics (a sanitizer replaces it)";
+  }
   testing::LogRecorder log;  // keeps the failure lines off the console
   auto gateway = std::make_shared<DeadGateway>();
   testing::SdkHarness sdk([&](HostOptions& options) { options.transport = gateway; });
