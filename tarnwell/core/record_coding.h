@@ -196,33 +196,33 @@ struct IsOptional<std::optional<T>> : std::true_type {
 };
 
 template <typename Record, typename Member>
-void decodeField(Record& record, const FieldSpec<Record, Member>& spec, const JSONObject& object,
+void decodeField(Record& record, const FieldSpec<Record, Member>& entry, const JSONObject& object,
                  const CodingPath& parent) {
-  const CodingPath path{&parent, spec.key};
-  const JSONValue* value = object.find(spec.key);
+  const CodingPath path{&parent, entry.key};
+  const JSONValue* value = object.find(entry.key);
   if constexpr (IsOptional<Member>::value) {
     if (value == nullptr || value->isNull()) {
-      record.*spec.member = std::nullopt;
+      record.*entry.member = std::nullopt;
     } else {
-      record.*spec.member = JSONCoder<typename IsOptional<Member>::Inner>::decode(*value, path);
+      record.*entry.member = JSONCoder<typename IsOptional<Member>::Inner>::decode(*value, path);
     }
   } else {
     if (value == nullptr) throwMissingKey(path);
-    record.*spec.member = JSONCoder<Member>::decode(*value, path);
+    record.*entry.member = JSONCoder<Member>::decode(*value, path);
   }
 }
 
 template <typename Record, typename Member>
-void encodeField(const Record& record, const FieldSpec<Record, Member>& spec, JSONObject& object) {
+void encodeField(const Record& record, const FieldSpec<Record, Member>& entry, JSONObject& object) {
   if constexpr (IsOptional<Member>::value) {
     // An absent optional is left out, as the platform's encoder does.
-    if (const auto& member = record.*spec.member) {
-      object.set(std::string(spec.key), JSONCoder<typename IsOptional<Member>::Inner>::encode(*member));
-    } else if (spec.nullWhenAbsent) {
-      object.set(std::string(spec.key), JSONValue());
+    if (const auto& member = record.*entry.member) {
+      object.set(std::string(entry.key), JSONCoder<typename IsOptional<Member>::Inner>::encode(*member));
+    } else if (entry.nullWhenAbsent) {
+      object.set(std::string(entry.key), JSONValue());
     }
   } else {
-    object.set(std::string(spec.key), JSONCoder<Member>::encode(record.*spec.member));
+    object.set(std::string(entry.key), JSONCoder<Member>::encode(record.*entry.member));
   }
 }
 
@@ -233,7 +233,7 @@ Record decodeRecordAt(const JSONValue& value, const CodingPath& path) {
   const JSONObject* object = value.asObject();
   if (object == nullptr) throwTypeMismatch(path, "an object", value);
   Record record{};
-  std::apply([&](const auto&... specs) { (coding_detail::decodeField(record, specs, *object, path), ...); },
+  std::apply([&](const auto&... entries) { (coding_detail::decodeField(record, entries, *object, path), ...); },
              RecordFields<Record>::fields);
   return record;
 }
@@ -247,7 +247,7 @@ template <typename Record>
 JSONValue encodeRecord(const Record& record) {
   JSONObject object;
   object.reserve(std::tuple_size_v<std::decay_t<decltype(RecordFields<Record>::fields)>>);
-  std::apply([&](const auto&... specs) { (coding_detail::encodeField(record, specs, object), ...); },
+  std::apply([&](const auto&... entries) { (coding_detail::encodeField(record, entries, object), ...); },
              RecordFields<Record>::fields);
   return JSONValue(std::move(object));
 }
