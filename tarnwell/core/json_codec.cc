@@ -27,10 +27,9 @@ class JSONParser {
       case element_type::ARRAY: {
         const simdjson::dom::array source = element.get_array().value_unsafe();
         JSONArray& array = out.value_.emplace<JSONArray>();
-        array.resize(source.size());
-        std::size_t i = 0;
+        array.reserve(source.size());
         for (simdjson::dom::element child : source) {
-          fill(array[i++], child);
+          fill(array.emplace_back(), child);
         }
         return;
       }
