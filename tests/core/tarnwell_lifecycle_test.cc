@@ -154,6 +154,26 @@ TEST_F(TarnwellLifecycleTest, ShutdownBeforeReadySendsNothing) {
   EXPECT_TRUE(sdk.inputs().empty());
 }
 
+TEST_F(TarnwellLifecycleTest, TimedOutSendsKeepEveryEventAndTheLoopWaitsForANewOne) {
+  sdk.start();
+  sdk.fail("track_event_batch", TransportErrorCode::timedOut);
+  sdk->trackEvent("first");
+  sdk->trackEvent("second");
+  sdk.settle();
+  sdk.advance(std::chrono::minutes(2));  // the loop's flush times out and pauses the loop
+  const std::size_t attempts = sdk.sent("track_event_batch").size();
+  EXPECT_TRUE(log.contains("[Tarnwell][ERROR] Failed to submit events :: TransportFailure(timedOut: scripted failure)"));
+  sdk.advance(std::chrono::minutes(2));  // paused after a failure: no new attempt
+  EXPECT_EQ(sdk.sent("track_event_batch").size(), attempts);
+
+  sdk.answer("track_event_batch", R"({"ok":true,"data":{}})");
+  sdk->trackEvent("third");  // an admitted event re-arms the loop
+  sdk.settle();
+  sdk.advance(std::chrono::minutes(2));
+  EXPECT_EQ(eventNames({sdk.sent("track_event_batch").back()}),
+            (std::vector<std::string>{"session_started", "first", "second", "third"}));
+}
+
 TEST_F(TarnwellLifecycleTest, FlushAndWaitReturnsOnceTheQueueIsSent) {
   sdk.start();
   sdk->trackEvent("checkout");
