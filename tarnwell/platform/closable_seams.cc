@@ -10,22 +10,26 @@ struct ClosableClock::Pending final : ClockTimer {
   std::function<void()> fire;
   std::shared_ptr<ClockTimer> inner;
 
+  // The inner timer's callback holds this object: letting go of `inner` once the timer has
+  // fired or been cancelled breaks that cycle.
   void cancel() noexcept override {
     std::function<void()> dropped;
     std::shared_ptr<ClockTimer> timer;
     {
       std::lock_guard lock(mutex);
       dropped = std::move(fire);
-      timer = inner;
+      timer = std::move(inner);
     }
     if (timer) timer->cancel();
   }
 
   void run() {
     std::function<void()> callback;
+    std::shared_ptr<ClockTimer> timer;
     {
       std::lock_guard lock(mutex);
       callback = std::move(fire);
+      timer = std::move(inner);
     }
     if (callback) callback();
   }
@@ -45,7 +49,8 @@ std::shared_ptr<ClockTimer> ClosableClock::startTimer(std::chrono::milliseconds 
   }
   auto inner = inner_->startTimer(delay, [pending] { pending->run(); });
   std::lock_guard lock(pending->mutex);
-  pending->inner = std::move(inner);
+  // A timer that fired (or was cancelled) before this line needs no handle any more.
+  if (pending->fire) pending->inner = std::move(inner);
   return pending;
 }
 
