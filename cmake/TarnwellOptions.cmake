@@ -3,6 +3,12 @@ add_library(tarnwell_warnings INTERFACE)
 if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
   target_compile_options(tarnwell_warnings INTERFACE -Wall -Wextra -Wpedantic)
 endif()
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  # g++ 12 at -O2 misreads Asio's recycling allocator for coroutine frames as a new/delete
+  # mismatch, and flags std::variant members of HTTP results as maybe uninitialised; both are
+  # known false positives inside the standard library and Asio, not in this code.
+  target_compile_options(tarnwell_warnings INTERFACE -Wno-mismatched-new-delete -Wno-maybe-uninitialized)
+endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   # Asio's coroutine support is switched off for clang unless asked for explicitly.
   add_compile_definitions(ASIO_HAS_CO_AWAIT=1 ASIO_HAS_STD_COROUTINE=1)

@@ -8,11 +8,6 @@ using testing::EventManagerTest;
 using testing::numberedNames;
 using Batches = std::vector<std::vector<std::string>>;
 
-std::vector<std::string> concat(std::vector<std::string> a, const std::vector<std::string>& b) {
-  a.insert(a.end(), b.begin(), b.end());
-  return a;
-}
-
 struct EventFlushTest : EventManagerTest {
   // Restores `count` queued events with the given batch size and bound; restoring starts no send.
   void restoreQueue(int count, std::int64_t batchSize, std::int64_t maxQueueSize = 500) {
