@@ -3,23 +3,9 @@
 #include "tarnwell/backend/gateway_errors.h"
 
 namespace tarnwell {
-namespace {
-
-// A scalar's text: text as it is, a number or bool through stringifyScalar; anything else absent.
-std::optional<std::string> scalarText(const JSONValue* value) {
-  if (value == nullptr) return std::nullopt;
-  switch (value->kind()) {
-    case JSONValue::Kind::string:
-    case JSONValue::Kind::number:
-    case JSONValue::Kind::boolean: return value->stringifyScalar();
-    default: return std::nullopt;
-  }
-}
-
-}  // namespace
 
 std::string requiredBootstrapString(const JSONObject& object, std::string_view key) {
-  std::optional<std::string> text = scalarText(object.find(key));
+  std::optional<std::string> text = object.scalarText(key);
   if (!text || text->empty()) {
     throw RuntimeGatewayError::gatewayError("Missing bootstrap field " + std::string(key));
   }
@@ -45,13 +31,13 @@ asio::awaitable<ApiKeyConfig> ApiKeyRepository::validateApiKey(std::string apiKe
   result.teamId = requiredBootstrapString(config, "teamId");
   result.apiKeyId = requiredBootstrapString(config, "apiKeyId");
   result.apiKey = std::move(apiKey);
-  result.environment = scalarText(config.find("environment")).value_or(std::string(wireValue(environment)));
+  result.environment = config.scalarText("environment").value_or(std::string(wireValue(environment)));
   result.runtimeConfig = makeRuntimeConfig(data.find("runtimeConfig"));
 
   client_->setTeamId(result.teamId);
   client_->setEnvironment(*result.environment);
   // A repeated bootstrap without a token clears the old one.
-  client_->setGatewaySessionToken(scalarText(data.find("sessionToken")));
+  client_->setGatewaySessionToken(data.scalarText("sessionToken"));
   co_return result;
 }
 

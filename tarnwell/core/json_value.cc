@@ -81,6 +81,11 @@ JSONValue* JSONObject::find(std::string_view key) noexcept {
   return const_cast<JSONValue*>(std::as_const(*this).find(key));
 }
 
+std::optional<std::string> JSONObject::scalarText(std::string_view key) const {
+  const JSONValue* value = find(key);
+  return value != nullptr ? value->stringifyScalar() : std::nullopt;
+}
+
 void JSONObject::set(std::string key, JSONValue value) {
   if (JSONValue* existing = find(key)) {
     *existing = std::move(value);

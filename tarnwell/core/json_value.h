@@ -102,6 +102,9 @@ class TARNWELL_API JSONObject {
   const JSONValue* find(std::string_view key) const noexcept;
   JSONValue* find(std::string_view key) noexcept;
   bool contains(std::string_view key) const noexcept { return find(key) != nullptr; }
+  // The tolerant text of the scalar member `key` (stringifyScalar); absent when the member is
+  // missing, null, an object or a list.
+  std::optional<std::string> scalarText(std::string_view key) const;
 
   // Replaces the value of an existing key in place, else appends the member.
   void set(std::string key, JSONValue value);

@@ -19,17 +19,12 @@ std::string propertiesText(const JSONObject& properties) {
   }
 }
 
-std::optional<std::string> scalarText(const JSONObject& properties, std::string_view key) {
-  const JSONValue* value = properties.find(key);
-  return value != nullptr ? value->stringifyScalar() : std::nullopt;
-}
-
 }  // namespace
 
 JSONObject buildEventItem(const EventRecord& event, const std::string& id, Timestamp sentAt,
                           const std::optional<std::string>& mainBundleId) {
-  std::optional<std::string> bundleOrPackageId = scalarText(event.appProperties, "bundle_id");
-  if (!bundleOrPackageId) bundleOrPackageId = scalarText(event.appProperties, "package_name");
+  std::optional<std::string> bundleOrPackageId = event.appProperties.scalarText("bundle_id");
+  if (!bundleOrPackageId) bundleOrPackageId = event.appProperties.scalarText("package_name");
   if (!bundleOrPackageId) bundleOrPackageId = mainBundleId;
 
   JSONObject item;
@@ -45,7 +40,7 @@ JSONObject buildEventItem(const EventRecord& event, const std::string& id, Times
   item.set("app_properties", JSONValue(propertiesText(event.appProperties)));
   item.set("device_properties", JSONValue(propertiesText(event.deviceProperties)));
   item.set("event_type", JSONValue(event.eventType.empty() ? std::string("custom") : event.eventType));
-  item.set("device_id", JSONValue(scalarText(event.deviceProperties, "device_id").value_or("unknown")));
+  item.set("device_id", JSONValue(event.deviceProperties.scalarText("device_id").value_or("unknown")));
   item.set("bundle_or_package_id", JSONValue(bundleOrPackageId.value_or("unknown")));
   return item;
 }

@@ -1,16 +1,6 @@
 #include "tarnwell/identity/detail/user_repository.h"
 
 namespace tarnwell {
-namespace {
-
-std::optional<std::string> scalarText(const JSONObject& data, std::string_view key) {
-  const JSONValue* value = data.find(key);
-  if (value == nullptr || !(value->isString() || value->isNumber() || value->isBool())) return std::nullopt;
-  return value->stringifyScalar();
-}
-
-}  // namespace
-
 UserRepository::UserRepository(std::shared_ptr<AppwriteClient> client, std::shared_ptr<HttpTransport> transport)
     : gateway_(std::move(client), std::move(transport)) {}
 
@@ -35,8 +25,8 @@ asio::awaitable<IdentifyResult> UserRepository::identifyUser(UserSyncSnapshot sn
                      {"identifiedUserId", JSONValue(identifiedUserId)},
                      {"traits", JSONValue(std::move(traits))}};
   const JSONObject data = co_await gateway_.execute("identify_user", std::move(payload), true);
-  co_return IdentifyResult{scalarText(data, "profileId").value_or(snapshot.profileId),
-                           scalarText(data, "mergedFromProfileId")};
+  co_return IdentifyResult{data.scalarText("profileId").value_or(snapshot.profileId),
+                           data.scalarText("mergedFromProfileId")};
 }
 
 }  // namespace tarnwell

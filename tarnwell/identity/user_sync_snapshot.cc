@@ -23,17 +23,6 @@ struct RecordFields<UserSyncSnapshot> {
 
 JSONValue UserSyncSnapshot::encode() const { return encodeRecord(*this); }
 
-namespace {
-
-// The text of a scalar member: text, a number or a bool; anything else is absent.
-std::optional<std::string> scalarText(const JSONObject& map, std::string_view key) {
-  const JSONValue* value = map.find(key);
-  if (value == nullptr || value->isNull() || value->isObject() || value->isArray()) return std::nullopt;
-  return value->stringifyScalar();
-}
-
-}  // namespace
-
 std::optional<UserSyncSnapshot> makeUserSyncSnapshot(const UserSyncSources& sources) {
   if (sources.config == nullptr) {
     return std::nullopt;
@@ -55,9 +44,9 @@ std::optional<UserSyncSnapshot> makeUserSyncSnapshot(const UserSyncSources& sour
   snapshot.deviceProperties = properties.getDeviceProperties();
   snapshot.customProperties = properties.getCustomProperties();
   snapshot.bundleOrPackageId =
-      scalarText(snapshot.appProperties, "bundle_id").value_or(sources.mainBundleId.value_or(""));
+      snapshot.appProperties.scalarText("bundle_id").value_or(sources.mainBundleId.value_or(""));
   snapshot.deviceId = properties.getDeviceId();
-  if (auto type = scalarText(snapshot.userProperties, "user_type")) {
+  if (auto type = snapshot.userProperties.scalarText("user_type")) {
     const std::string_view trimmed = trimWhitespaceAndNewlines(*type);
     if (!trimmed.empty()) snapshot.userType = std::string(trimmed);
   }
