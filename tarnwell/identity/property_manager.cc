@@ -1,5 +1,6 @@
 #include "tarnwell/identity/property_manager.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "tarnwell/core/device_labels.h"
@@ -17,6 +18,17 @@ constexpr std::string_view kUserTypeKey = "tarnwell_user_type";
 std::string withoutDashes(std::string text) {
   std::erase(text, '-');
   return text;
+}
+
+char foldAsciiCase(char c) noexcept { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
+const JSONValue* findIgnoringAsciiCase(const JSONObject& map, std::string_view field) noexcept {
+  for (const auto& [key, value] : map) {
+    if (std::ranges::equal(key, field, [](char a, char b) { return foldAsciiCase(a) == foldAsciiCase(b); })) {
+      return &value;
+    }
+  }
+  return nullptr;
 }
 
 }  // namespace
@@ -154,6 +166,15 @@ JSONObject PropertyManager::getAllProperties() {
   for (const auto& [key, value] : deviceProperties_) all.set(key, value);
   for (const auto& [key, value] : customProperties_) all.set(key, value);
   return all;
+}
+
+std::optional<JSONValue> PropertyManager::findTargetingProperty(std::string_view field) {
+  std::lock_guard lock(mutex_);
+  collectDeviceFactsLocked();
+  for (const JSONObject* map : {&appProperties_, &deviceProperties_, &userProperties_, &customProperties_}) {
+    if (const JSONValue* value = findIgnoringAsciiCase(*map, field)) return *value;
+  }
+  return std::nullopt;
 }
 
 void PropertyManager::setUserProperty(std::string key, JSONValue value) {

@@ -17,6 +17,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include <tarnwell/core/json_value.h>
 #include <tarnwell/platform/app_info.h>
@@ -48,6 +49,11 @@ class TARNWELL_API PropertyManager {
   // User, then application, then (refreshed) device, then custom properties: a later map wins
   // on a shared key.
   JSONObject getAllProperties();
+  // The value a targeting rule reads for `field`: refreshes the device facts, then takes the
+  // first key equal to `field` ignoring ASCII case, searching the application, device, user and
+  // custom properties in that order, so a user property never shadows an application or device
+  // fact. Absent when no map has the key. Copies only the value found.
+  std::optional<JSONValue> findTargetingProperty(std::string_view field);
 
   void setUserProperty(std::string key, JSONValue value);
   void setAppProperty(std::string key, JSONValue value);
