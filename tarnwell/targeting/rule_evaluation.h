@@ -1,0 +1,92 @@
+// File: tarnwell/targeting/rule_evaluation.h
+//
+// The rule language that surveys, announcements, live cards and feature flags share: resolve a
+// named field from the identity and property stores, compare it with the backend's value by an
+// operator, fire a trigger on an event's count, test a schedule window, test segment membership.
+// How conditions group into rules, and what a verdict leads to, is up to each consumer.
+//
+//   bool pro = evaluateCondition(rule.field, rule.op, rule.value, properties, sessions);
+//   // the same as evaluateOperator(resolveField(rule.field, ...), rule.op.value_or("equals"), rule.value)
+//   if (auto match = evaluateBehavioralTrigger(trigger, "checkout", tracker, true)) show(match->count);
+//
+// Evaluation never throws (but std::bad_alloc) and never logs: a value of the wrong type, an
+// unknown operator or an unreadable number makes a condition false. resolveField and the
+// functions built on it read PropertyManager and SessionManager, which take their own locks;
+// the SDK calls them from its main context and from the flag manager alike. The rest is pure.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <tarnwell/core/json_value.h>
+#include <tarnwell/core/timestamp.h>
+#include <tarnwell/events/behavioral_event_tracker.h>
+#include <tarnwell/export.h>
+#include <tarnwell/identity/property_manager.h>
+#include <tarnwell/identity/session_manager.h>
+#include <tarnwell/targeting/rule_condition.h>
+#include <tarnwell/targeting/segment.h>
+
+namespace tarnwell {
+
+// The value a rule reads for `field`. Absent for an absent or empty name. "user_id",
+// "device_id" and "session_id", in any case, name the identity: the effective user id, the
+// device id, and the running session's id (JSON null, not absent, when none runs). Any other
+// name is looked up, ignoring case, in the application, device, user and custom properties, in
+// that order (PropertyManager::findTargetingProperty); absent when none has it. Not trimmed.
+TARNWELL_API std::optional<JSONValue> resolveField(const std::optional<std::string>& field,
+                                                   PropertyManager& properties, const SessionManager& sessions);
+
+// Compares the resolved value with the expected one. The operator is matched ignoring case but
+// not trimmed; an unknown operator is false.
+//   "equals", "not_equals": strict equality (1 differs from "1", absent from null; absent equals
+//       absent); "not_equals" is exactly its negation.
+//   "contains": both sides as text (a number in its shortest form, so 42 reads "42.0"; a bool as
+//       "true"/"false"); the expected text occurs in the actual one ignoring ASCII case. False
+//       for an absent side, an object, a list, null, or an empty expected text.
+//   "in": the expected value is a non-empty list holding an element strictly equal to the actual
+//       value; an absent actual value is looked for as null.
+//   "greater_than", "greater_than_equals", "less_than", "less_than_equals": numbers, or texts
+//       that parse whole as a floating-point number in the "C" locale (no leading blank, nothing
+//       after; "1e400" is infinity). Anything else, on either side, is false; so is NaN.
+// Allocates nothing except to turn a number into text for "contains".
+TARNWELL_API bool evaluateOperator(const std::optional<JSONValue>& actual, std::string_view op,
+                                   const std::optional<JSONValue>& expected);
+
+// One condition as every consumer evaluates it: the resolved field against `value` by `op`,
+// "equals" when `op` is absent.
+TARNWELL_API bool evaluateCondition(const std::optional<std::string>& field, const std::optional<std::string>& op,
+                                    const std::optional<JSONValue>& value, PropertyManager& properties,
+                                    const SessionManager& sessions);
+
+// Why a behavioral trigger fired.
+struct TARNWELL_API BehavioralTriggerMatch {
+  std::string eventName;  // the trigger's name, trimmed
+  std::int64_t count = 0;  // the event's count, the pending occurrence included
+  std::string op;          // lower-cased; "equals" when the trigger has none
+
+  friend bool operator==(const BehavioralTriggerMatch&, const BehavioralTriggerMatch&) = default;
+};
+
+// Whether `trigger` fires for the event `currentEventName` now. It needs to be enabled, to name
+// the current event (its name trimmed, compared ignoring case) and to have a count N of at least
+// 1. The event's count in `tracker`, plus one when `includePending` (the current occurrence is
+// not recorded yet), must then meet N by the operator: "every_nth" a non-zero multiple of N,
+// "greater_than_equals" at least N, "greater_than" more than N, and any other operator, unknown
+// ones included, exactly N.
+TARNWELL_API std::optional<BehavioralTriggerMatch> evaluateBehavioralTrigger(
+    const BehavioralTrigger& trigger, const std::optional<std::string>& currentEventName,
+    const BehavioralEventTracker& tracker, bool includePending);
+
+// Whether `now` lies in the window from `start` to `end`, bounds included. A bound that is
+// absent, empty or not an ISO 8601 date (with or without fractional seconds) is no bound.
+TARNWELL_API bool isWithinSchedule(const std::optional<std::string>& start, const std::optional<std::string>& end,
+                                   Timestamp now);
+
+// Whether the current user meets every condition of `segment`, tested in order until the first
+// that fails. A segment without conditions holds everybody.
+TARNWELL_API bool isInSegment(const Segment& segment, PropertyManager& properties, const SessionManager& sessions);
+
+}  // namespace tarnwell
