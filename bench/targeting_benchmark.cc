@@ -100,7 +100,8 @@ void BM_EvaluateTwentyConditions(benchmark::State& state) {
   std::vector<TargetingRule> rules;
   for (int i = 0; i < 20; ++i) {
     if (i % 2 == 0) {
-      rules.push_back({std::nullopt, "trait_" + std::to_string(i % 8), "greater_than_equals", JSONValue(0), std::nullopt});
+      rules.push_back(
+          {std::nullopt, "trait_" + std::to_string(i % 8), "greater_than_equals", JSONValue(0), std::nullopt});
     } else {
       rules.push_back({std::nullopt, "plan", "in", JSONValue(JSONArray{"team", "pro"}), std::nullopt});
     }

@@ -4,8 +4,8 @@
 // when every one of them holds. Surveys, announcements, live cards and flags name a segment by
 // id and fetch it when they decide; the conditions travel as a JSON text inside the record.
 //
-//   Segment segment = Segment::decode(JSONValue::decode(
-//       R"({"id":"s1","name":"Pros","conditions":"[{\"field\":\"plan\",\"operator\":\"equals\",\"value\":\"pro\"}]"})"));
+//   Segment segment = Segment::decode(JSONValue::decode(R"({"id":"s1","name":"Pros",
+//       "conditions":"[{\"field\":\"plan\",\"operator\":\"equals\",\"value\":\"pro\"}]"})"));
 //   segment.conditions().at(0).op;   // "equals"
 //
 // Plain values, safe on any thread. decode throws DecodingError naming the key path when a
