@@ -79,21 +79,43 @@ std::string fieldText(const char* field, std::size_t capacity) {
 
 }  // namespace
 
+namespace {
+
+// What cannot change while the process runs (kernel, machine, maker), read once: targeting
+// refreshes the device facts for every field it resolves.
+struct MachineFacts {
+  std::string osVersion = "Linux";
+  std::string modelIdentifier;
+  std::string manufacturer;
+};
+
+const MachineFacts& machineFacts() {
+  static const MachineFacts facts = [] {
+    MachineFacts read;
+    utsname system{};
+    if (uname(&system) == 0) {
+      read.osVersion += " " + fieldText(system.release, sizeof system.release) + " " +
+                        fieldText(system.version, sizeof system.version);
+      read.modelIdentifier = fieldText(system.machine, sizeof system.machine);
+    }
+    read.manufacturer = readFirstLine("/sys/devices/virtual/dmi/id/sys_vendor").value_or("unknown");
+    return read;
+  }();
+  return facts;
+}
+
+}  // namespace
+
 DeviceInfo readSystemDeviceInfo() {
+  const MachineFacts& machine = machineFacts();
   DeviceInfo info;
   info.platform = "linux";
-  info.osVersion = "Linux";
-  utsname system{};
-  if (uname(&system) == 0) {
-    info.osVersion += " " + fieldText(system.release, sizeof system.release) + " " +
-                      fieldText(system.version, sizeof system.version);
-    info.modelIdentifier = fieldText(system.machine, sizeof system.machine);
-  }
+  info.osVersion = machine.osVersion;
+  info.modelIdentifier = machine.modelIdentifier;
   info.locale = localeIdentifier();
   info.timeZone = timeZoneName();
   info.genericFamilyName = "Linux Device";
-  info.manufacturer =
-      readFirstLine("/sys/devices/virtual/dmi/id/sys_vendor").value_or("unknown");
+  info.manufacturer = machine.manufacturer;
   info.deviceIdPrefix = "linux_device_";
   return info;
 }
