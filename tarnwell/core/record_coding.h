@@ -7,7 +7,8 @@
 //     static constexpr auto fields = std::make_tuple(
 //         field(&Appwrite::endpoint, "endpoint"),          // required: missing fails
 //         field(&Appwrite::imagesBucketId, "imagesBucketId"));  // std::optional: may be missing
-//   (nullableField(...) writes an absent optional as null instead of leaving the key out)
+//   (nullableField(...) writes an absent optional as null instead of leaving the key out;
+//    defaultedField(...) lets a missing or null key keep the member's initialiser)
 //   };
 //   Appwrite a = decodeRecord<Appwrite>(json);     // throws DecodingError naming the key path
 //   JSONValue back = encodeRecord(a);              // members in table order
@@ -58,7 +59,8 @@ template <typename Record, typename Member>
 struct FieldSpec {
   Member Record::*member;
   std::string_view key;
-  bool nullWhenAbsent = false;  // an absent optional is written as null instead of left out
+  bool nullWhenAbsent = false;     // an absent optional is written as null instead of left out
+  bool defaultWhenAbsent = false;  // a missing or null key keeps the member's initialiser
 };
 
 template <typename Record, typename Member>
@@ -70,6 +72,14 @@ constexpr FieldSpec<Record, Member> field(Member Record::*member, std::string_vi
 template <typename Record, typename Member>
 constexpr FieldSpec<Record, Member> nullableField(Member Record::*member, std::string_view key) {
   return {member, key, true};
+}
+
+// A member that documents may leave out: a missing key or null keeps the value the member is
+// initialised with (`bool visible = true;`), a present value must still have the right type.
+// Encoding always writes it.
+template <typename Record, typename Member>
+constexpr FieldSpec<Record, Member> defaultedField(Member Record::*member, std::string_view key) {
+  return {member, key, false, true};
 }
 
 // How one C++ type maps to JSON. Specialise for enumerations and other leaf types.
@@ -200,6 +210,9 @@ void decodeField(Record& record, const FieldSpec<Record, Member>& entry, const J
                  const CodingPath& parent) {
   const CodingPath path{&parent, entry.key};
   const JSONValue* value = object.find(entry.key);
+  // The record was value-initialised before its fields are read, so leaving the member alone
+  // keeps its default.
+  if (entry.defaultWhenAbsent && (value == nullptr || value->isNull())) return;
   if constexpr (IsOptional<Member>::value) {
     if (value == nullptr || value->isNull()) {
       record.*entry.member = std::nullopt;

@@ -26,6 +26,18 @@ struct RecordFields<Stamp> {
       std::make_tuple(nullableField(&Stamp::sessionId, "sessionId"), field(&Stamp::note, "note"));
 };
 
+struct Toggle {
+  bool visible = true;
+  std::vector<std::string> tags;
+  friend bool operator==(const Toggle&, const Toggle&) = default;
+};
+
+template <>
+struct RecordFields<Toggle> {
+  static constexpr auto fields =
+      std::make_tuple(defaultedField(&Toggle::visible, "visible"), defaultedField(&Toggle::tags, "tags"));
+};
+
 struct Catalogue {
   std::vector<Item> items;
   std::map<std::string, double> weights;
@@ -89,6 +101,19 @@ TEST(RecordCodingTest, ErrorsNameTheKeyPathAndTheFoundType) {
 TEST(RecordCodingTest, NullableFieldsKeepTheirKeyWhenAbsent) {
   EXPECT_EQ(encodeRecord(Stamp{}).encode(), R"({"sessionId":null})");
   EXPECT_EQ(encodeRecord(Stamp{"s1", "n"}).encode(), R"({"sessionId":"s1","note":"n"})");
+}
+
+TEST(RecordCodingTest, DefaultedFieldsKeepTheirInitialiserWhenMissingOrNullButCheckPresentTypes) {
+  EXPECT_EQ(decodeRecord<Toggle>(JSONValue::decode("{}")), (Toggle{true, {}}));
+  EXPECT_EQ(decodeRecord<Toggle>(JSONValue::decode(R"({"visible":null,"tags":null})")), (Toggle{true, {}}));
+  EXPECT_EQ(decodeRecord<Toggle>(JSONValue::decode(R"({"visible":false,"tags":["a"]})")), (Toggle{false, {"a"}}));
+  try {
+    decodeRecord<Toggle>(JSONValue::decode(R"({"visible":"no"})"));
+    ADD_FAILURE() << "a text under a bool key decoded";
+  } catch (const DecodingError& error) {
+    EXPECT_STREQ(error.what(), "Expected a bool at \"visible\" but found text");
+  }
+  EXPECT_EQ(encodeRecord(Toggle{}).encode(), R"({"visible":true,"tags":[]})");
 }
 
 TEST(RecordCodingTest, IntegersMustBeWholeAndInRange) {

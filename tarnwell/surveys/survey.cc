@@ -1,0 +1,25 @@
+#include "tarnwell/surveys/survey.h"
+
+#include "tarnwell/surveys/detail/embedded_document.h"
+#include "tarnwell/surveys/detail/survey_fields.h"
+
+namespace tarnwell {
+
+Survey Survey::decode(const JSONValue& value) { return decodeRecord<Survey>(value); }
+JSONValue Survey::encode() const { return encodeRecord(*this); }
+
+std::optional<SurveyStructure> Survey::structure() const {
+  return decodeEmbeddedDocument<SurveyStructure>(structureJSON);
+}
+std::optional<SurveyTargeting> Survey::targeting() const {
+  return decodeEmbeddedDocument<SurveyTargeting>(targetingJSON);
+}
+std::optional<SurveyConfig> Survey::config() const { return decodeEmbeddedDocument<SurveyConfig>(configJSON); }
+std::optional<SurveyAnalytics> Survey::analytics() const {
+  return decodeEmbeddedDocument<SurveyAnalytics>(analyticsJSON);
+}
+
+SurveyResponse SurveyResponse::decode(const JSONValue& value) { return decodeRecord<SurveyResponse>(value); }
+JSONValue SurveyResponse::encode() const { return encodeRecord(*this); }
+
+}  // namespace tarnwell

@@ -1,0 +1,13 @@
+#include "tarnwell/surveys/survey_config.h"
+
+#include "tarnwell/surveys/detail/survey_fields.h"
+
+namespace tarnwell {
+
+SurveyConfig SurveyConfig::decode(const JSONValue& value) { return decodeRecord<SurveyConfig>(value); }
+JSONValue SurveyConfig::encode() const { return encodeRecord(*this); }
+
+SurveyAnalytics SurveyAnalytics::decode(const JSONValue& value) { return decodeRecord<SurveyAnalytics>(value); }
+JSONValue SurveyAnalytics::encode() const { return encodeRecord(*this); }
+
+}  // namespace tarnwell

@@ -1,0 +1,10 @@
+#include "tarnwell/surveys/survey_structure.h"
+
+#include "tarnwell/surveys/detail/survey_fields.h"
+
+namespace tarnwell {
+
+SurveyStructure SurveyStructure::decode(const JSONValue& value) { return decodeRecord<SurveyStructure>(value); }
+JSONValue SurveyStructure::encode() const { return encodeRecord(*this); }
+
+}  // namespace tarnwell
