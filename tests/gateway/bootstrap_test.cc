@@ -119,8 +119,8 @@ TEST(ActionTableTest, AnswersUnknownActionsWithTheirName) {
   VirtualClock clock;
   ActionContext context{content, store, clock};
 
-  const ActionReply reply = dispatchAction(standardActions(), context, {"get_surveys", JSONObject{}, "gst_x", {}});
-  EXPECT_EQ(reply.envelope().encode(), R"({"ok":false,"error":"Unknown action: get_surveys"})");
+  const ActionReply reply = dispatchAction(standardActions(), context, {"get_weather_report", JSONObject{}, "gst_x", {}});
+  EXPECT_EQ(reply.envelope().encode(), R"({"ok":false,"error":"Unknown action: get_weather_report"})");
 }
 
 TEST_F(BootstrapTest, AnswersAHandlerThatThrowsWithHttp500) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -93,6 +94,9 @@ TEST(GatewayContentTest, SaysWhatDoesNotFit) {
                     R"("apiKeyId":"i","environments":["debug",3]})"),
        R"(Expected text at "apiKeys[0].environments[1]" but found a number)"},
       {document("", std::string(kKey) + "," + kKey), R"(Duplicate API key at "apiKeys[1].key")"},
+      {document(R"("surveys":{"$id":"s1"},)", kKey), R"(Expected an array at "surveys" but found an object)"},
+      {document(R"("segments":null,)", kKey), R"(Expected an array at "segments" but found null)"},
+      {document(R"("liveCards":[{"$id":"c1"},"c2"],)", kKey), R"(Expected an object at "liveCards[1]" but found text)"},
       {document("", R"({"key":"","organizationId":"o","projectId":"p","appId":"a","teamId":"t",)"
                     R"("apiKeyId":"i","environments":[]})"),
        R"(Empty API key at "apiKeys[0].key")"},
@@ -107,6 +111,56 @@ TEST(GatewayContentTest, SaysWhatDoesNotFit) {
       EXPECT_EQ(error, message);
     }
   }
+}
+
+TEST(GatewayContentTest, ServesEachSectionAsItStandsAndAMissingOneAsEmpty) {
+  const std::string flags = R"([{"$id":"f1","key":"beta","targetingRules":"[]","extra":{"kept":[1,null]}}])";
+  const GatewayContent content =
+      GatewayContent::parse(document(R"("featureFlags":)" + flags + R"(,"announcements":[],)", kKey));
+
+  EXPECT_EQ(JSONValue(content.section("featureFlags").documents).encode(), flags);
+  for (const std::string_view name : {"segments", "surveys", "announcements", "liveCards"}) {
+    EXPECT_TRUE(content.section(name).documents.empty()) << name;
+  }
+  EXPECT_EQ(content.sections.size(), kContentSections.size());
+  EXPECT_THROW(content.section("flags"), std::out_of_range);
+}
+
+TEST(GatewayContentTest, MarksAVersionThatChangesExactlyWithTheDocuments) {
+  const auto versionOf = [](const std::string& surveys) {
+    return GatewayContent::parse(document(R"("surveys":)" + surveys + ",", kKey)).section("surveys").version;
+  };
+  const std::string one = versionOf(R"([{"$id":"s1","status":"published"}])");
+
+  EXPECT_EQ(versionOf(R"([ {"$id" : "s1", "status":"published"} ])"), one);  // layout is not content
+  EXPECT_NE(versionOf(R"([{"$id":"s1","status":"draft"}])"), one);
+  EXPECT_NE(versionOf(R"([{"$id":"s1","status":"published"},{"$id":"s2"}])"), one);
+  EXPECT_NE(versionOf("[]"), one);
+  // No section and an empty one serve the same nothing.
+  EXPECT_EQ(GatewayContent::parse(document("", kKey)).section("surveys").version, versionOf("[]"));
+  // The key is fixed, so a device's cached mark of an empty section holds after a restart.
+  EXPECT_EQ(versionOf("[]"), "811a2f398fa22227");
+}
+
+TEST(GatewayContentTest, UpdatesTheSectionsGivenAndKeepsTheRest) {
+  const GatewayContent before = GatewayContent::parse(
+      document(R"("envelope":"bare","featureFlags":[{"key":"beta"}],"surveys":[{"$id":"s1"}],)", kKey));
+  const GatewayContent after = before.updated(R"({"surveys":[{"$id":"s2"}],"liveCards":[{"$id":"c1"}]})");
+
+  EXPECT_EQ(JSONValue(after.section("surveys").documents).encode(), R"([{"$id":"s2"}])");
+  EXPECT_EQ(JSONValue(after.section("liveCards").documents).encode(), R"([{"$id":"c1"}])");
+  EXPECT_EQ(JSONValue(after.section("featureFlags").documents).encode(), R"([{"key":"beta"}])");
+  EXPECT_EQ(after.section("featureFlags").version, before.section("featureFlags").version);
+  EXPECT_EQ(after.projectId, "p1");
+  EXPECT_EQ(after.envelope, EnvelopeMode::bare);
+  ASSERT_NE(after.findApiKey("k1"), nullptr);
+  EXPECT_EQ(JSONValue(before.section("surveys").documents).encode(), R"([{"$id":"s1"}])");
+
+  const GatewayContent moved = after.updated(R"({"projectId":"p2","apiKeys":[],"surveys":[]})");
+  EXPECT_EQ(moved.projectId, "p2");
+  EXPECT_EQ(moved.findApiKey("k1"), nullptr);
+  EXPECT_TRUE(moved.section("surveys").documents.empty());
+  EXPECT_EQ(moved.section("liveCards").version, after.section("liveCards").version);
 }
 
 TEST(GatewayContentTest, NamesTheFileItCouldNotUse) {

@@ -48,8 +48,8 @@ TEST_F(ExecutionWireTest, AnswersWithTheBareEnvelopeWhenTheContentSaysSo) {
 }
 
 TEST_F(ExecutionWireTest, AnswersAnActionWithoutHandlerAsAFailedEnvelope) {
-  EXPECT_EQ(gateway().call("get_feature_flags", {}, "gst_unknown").encode(),
-            R"({"ok":false,"error":"Unknown action: get_feature_flags"})");
+  EXPECT_EQ(gateway().call("get_weather_report", {}, "gst_unknown").encode(),
+            R"({"ok":false,"error":"Unknown action: get_weather_report"})");
 }
 
 TEST_F(ExecutionWireTest, RefusesAMissingOrWrongProjectWith401) {

@@ -57,7 +57,7 @@ TEST_F(FaultsTest, AStatusFaultServesItsCountThenServiceResumes) {
   EXPECT_EQ(gateway().getJSON("/__gateway/faults").encode(),
             R"({"faults":[{"action":"get_surveys","count":1,"status":503}]})");
   EXPECT_EQ(statusOf("get_surveys"), 503);
-  EXPECT_EQ(gateway().call("get_surveys", {}).encode(), R"({"ok":false,"error":"Unknown action: get_surveys"})");
+  EXPECT_EQ(gateway().call("get_surveys", {}).encode(), R"({"ok":true,"data":{"items":[]}})");
 
   EXPECT_EQ(gateway().getJSON("/__gateway/faults").encode(), R"({"faults":[]})");
   EXPECT_EQ(outcomes(), (std::vector<std::string>{"503/\"status\"", "200/null", "503/\"status\"", "200/null"}));

@@ -1,6 +1,7 @@
 #include "tools/gateway/actions.h"
 
 #include "tools/gateway/bootstrap_action.h"
+#include "tools/gateway/content_actions.h"
 #include "tools/gateway/event_actions.h"
 #include "tools/gateway/identity_actions.h"
 
@@ -22,6 +23,7 @@ ActionTable standardActions() {
   addBootstrapActions(table);
   addIdentityActions(table);
   addEventActions(table);
+  addContentActions(table);
   return table;
 }
 

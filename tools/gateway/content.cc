@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -9,6 +10,7 @@
 
 #include <tarnwell/core/coding_error.h>
 #include <tarnwell/core/record_coding.h>
+#include <tarnwell/platform/string_hash.h>
 
 namespace tarnwell::gateway {
 namespace {
@@ -72,6 +74,66 @@ void checkApiKeys(const std::vector<ApiKeyEntry>& keys) {
   }
 }
 
+// The hash of a section's compact JSON text, as 16 hex digits. The key is fixed, so the SDK's
+// cached marks stay valid across restarts of the gateway that serve the same documents.
+std::string versionMark(const JSONArray& documents) {
+  static const StringHasher hasher(0x7461726e77656c6cULL, 0x636f6e74656e7473ULL);
+  std::string text = "[";
+  for (std::size_t i = 0; i < documents.size(); ++i) {
+    if (i > 0) text += ',';
+    documents[i].encodeTo(text);
+  }
+  text += ']';
+  char digits[16];
+  const auto end = std::to_chars(digits, digits + sizeof(digits), hasher(text), 16).ptr;
+  return std::string(static_cast<std::size_t>(digits + sizeof(digits) - end), '0') + std::string(digits, end);
+}
+
+// The section `name` of `document`: an array of objects when present. Throws DecodingError.
+ContentSection readSection(const JSONObject& document, std::string_view name) {
+  ContentSection section;
+  if (const JSONValue* value = document.find(name)) {
+    const CodingPath path{nullptr, name};
+    for (JSONObject& item : JSONCoder<std::vector<JSONObject>>::decode(*value, path)) {
+      section.documents.emplace_back(std::move(item));
+    }
+  }
+  section.version = versionMark(section.documents);
+  return section;
+}
+
+// What `read` returns, its DecodingError thrown as a ContentError.
+template <typename Read>
+auto readingContent(Read read) {
+  try {
+    return read();
+  } catch (const DecodingError& error) {
+    throw ContentError(error.what());
+  }
+}
+
+// The content of a decoded document. Throws ContentError.
+GatewayContent contentOf(JSONValue document) {
+  GatewayContent content;
+  ContentHead head = readingContent([&] { return decodeRecord<ContentHead>(document); });
+  if (!isIdentifier(head.projectId)) {
+    throw ContentError("\"projectId\" must be a non-empty id of letters, digits, '.', '-' or '_'");
+  }
+  if (!isIdentifier(head.functionId)) {
+    throw ContentError("\"functionId\" must be a non-empty id of letters, digits, '.', '-' or '_'");
+  }
+  checkApiKeys(head.apiKeys);
+  for (const std::string_view name : kContentSections) {
+    content.sections.emplace(name, readingContent([&] { return readSection(*document.asObject(), name); }));
+  }
+  content.projectId = std::move(head.projectId);
+  content.functionId = std::move(head.functionId);
+  content.envelope = envelopeMode(head.envelope);
+  content.apiKeys = std::move(head.apiKeys);
+  content.document = std::move(document);
+  return content;
+}
+
 }  // namespace
 
 bool ApiKeyEntry::isValidFor(std::string_view environment) const {
@@ -84,27 +146,22 @@ const ApiKeyEntry* GatewayContent::findApiKey(std::string_view key) const noexce
   return found == apiKeys.end() ? nullptr : &*found;
 }
 
+const ContentSection& GatewayContent::section(std::string_view name) const {
+  const auto found = sections.find(name);
+  if (found == sections.end()) throw std::out_of_range("No content section \"" + std::string(name) + "\"");
+  return found->second;
+}
+
 GatewayContent GatewayContent::parse(std::string_view text) {
-  GatewayContent content;
-  ContentHead head;
-  try {
-    content.document = JSONValue::decode(text);
-    head = decodeRecord<ContentHead>(content.document);
-  } catch (const DecodingError& error) {
-    throw ContentError(error.what());
-  }
-  if (!isIdentifier(head.projectId)) {
-    throw ContentError("\"projectId\" must be a non-empty id of letters, digits, '.', '-' or '_'");
-  }
-  if (!isIdentifier(head.functionId)) {
-    throw ContentError("\"functionId\" must be a non-empty id of letters, digits, '.', '-' or '_'");
-  }
-  checkApiKeys(head.apiKeys);
-  content.projectId = std::move(head.projectId);
-  content.functionId = std::move(head.functionId);
-  content.envelope = envelopeMode(head.envelope);
-  content.apiKeys = std::move(head.apiKeys);
-  return content;
+  return contentOf(readingContent([&] { return JSONValue::decode(text); }));
+}
+
+GatewayContent GatewayContent::updated(std::string_view changes) const {
+  JSONObject given =
+      readingContent([&] { return JSONCoder<JSONObject>::decode(JSONValue::decode(changes), CodingPath{}); });
+  JSONValue merged = document;
+  for (auto& [key, value] : given) merged.asObject()->set(key, std::move(value));
+  return contentOf(std::move(merged));
 }
 
 GatewayContent GatewayContent::load(const std::string& path) {

@@ -62,6 +62,13 @@ std::optional<std::string> parameter(const httplib::Request& request, const char
   return request.get_param_value(name);
 }
 
+// {"versions": {section: mark, ...}} in the order of kContentSections.
+std::string versionsOf(const GatewayContent& content) {
+  JSONObject versions;
+  for (const std::string_view name : kContentSections) versions.set(std::string(name), content.section(name).version);
+  return JSONValue(JSONObject{{"versions", std::move(versions)}}).encode();
+}
+
 std::string listOfFaults(const FaultPlan& plan) {
   return JSONValue(JSONObject{{"faults", listOf(plan.pending())}}).encode();
 }
@@ -91,7 +98,7 @@ void describeException(const httplib::Request&, httplib::Response& response, std
 }  // namespace
 
 GatewayServer::GatewayServer(GatewayContent content, const std::string& databasePath, GatewayOptions options)
-    : content_(std::move(content)),
+    : content_(std::make_shared<const GatewayContent>(std::move(content))),
       clock_(std::move(options.clock)),
       actions_(std::move(options.actions)),
       store_(databasePath),
@@ -173,6 +180,16 @@ void GatewayServer::addRoutes(httplib::Server& http) {
   http.Get("/__gateway/users", [this](const httplib::Request&, httplib::Response& response) {
     sendJSON(response, 200, usersOf(store_.identityStore()));
   });
+  http.Get("/__gateway/content", [this](const httplib::Request&, httplib::Response& response) {
+    sendJSON(response, 200, versionsOf(*content()));
+  });
+  http.Post("/__gateway/content", [this](const httplib::Request& request, httplib::Response& response) {
+    try {
+      sendJSON(response, 200, versionsOf(*updateContent(request.body)));
+    } catch (const ContentError& error) {
+      sendError(response, 400, "general_argument_invalid", error.what());
+    }
+  });
   http.Get("/__gateway/faults", [this](const httplib::Request&, httplib::Response& response) {
     sendJSON(response, 200, listOfFaults(faults_));
   });
@@ -193,15 +210,29 @@ void GatewayServer::addRoutes(httplib::Server& http) {
   http.set_exception_handler(describeException);
 }
 
+std::shared_ptr<const GatewayContent> GatewayServer::content() const {
+  std::lock_guard lock(contentMutex_);
+  return content_;
+}
+
+std::shared_ptr<const GatewayContent> GatewayServer::updateContent(std::string_view changes) {
+  std::lock_guard update(updateMutex_);
+  auto next = std::make_shared<const GatewayContent>(content()->updated(changes));
+  std::lock_guard lock(contentMutex_);
+  content_ = next;
+  return next;
+}
+
 bool GatewayServer::admit(const httplib::Request& request, httplib::Response& response) const {
+  const std::shared_ptr<const GatewayContent> content = this->content();
   const std::string project = request.get_header_value("X-Appwrite-Project");
-  if (project != content_.projectId) {
+  if (project != content->projectId) {
     sendError(response, 401, "user_unauthorized",
               project.empty() ? "No project was given: send the X-Appwrite-Project header"
                               : "The project " + project + " is not served by this gateway");
     return false;
   }
-  if (request.matches[1] != content_.functionId) {
+  if (request.matches[1] != content->functionId) {
     sendError(response, 404, "function_not_found", "Function with the requested ID could not be found.");
     return false;
   }
@@ -253,13 +284,14 @@ bool GatewayServer::applyFault(const Fault& fault, const httplib::Request& reque
 void GatewayServer::answer(const ExecutionRequest& call, httplib::Response& response) {
   const ActionCall actionCall{call.action, call.payload, call.sessionToken,
                               call.sessionToken ? store_.findSession(*call.sessionToken) : std::nullopt};
-  ActionContext context{content_, store_, *clock_};
+  const std::shared_ptr<const GatewayContent> content = this->content();
+  ActionContext context{*content, store_, *clock_};
   const std::string envelope = dispatchAction(actions_, context, actionCall).envelope().encode();
-  if (content_.envelope == EnvelopeMode::bare) {
+  if (content->envelope == EnvelopeMode::bare) {
     sendJSON(response, 200, envelope);
     return;
   }
-  const ExecutionRecord record{executionId(), content_.functionId, formatISO8601Date(clock_->now()), envelope};
+  const ExecutionRecord record{executionId(), content->functionId, formatISO8601Date(clock_->now()), envelope};
   sendJSON(response, 200, encodeExecutionRecord(record, call));
 }
 

@@ -18,6 +18,8 @@
 //   GET    /__gateway/users                        the latest state of each profile; identified users
 //   GET    /__gateway/sessions                     the app sessions reported
 //   GET    /__gateway/telemetry                    the runtime telemetry items stored
+//   GET    /__gateway/content                      the version mark of each content section
+//   POST   /__gateway/content                      replaces the sections (and keys) given
 //   GET    /__gateway/faults                       the pending faults
 //   POST   /__gateway/faults                       adds a fault (see faults.h)
 //   DELETE /__gateway/faults                       clears them
@@ -29,6 +31,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <thread>
 
 #include <tarnwell/platform/clock.h>
@@ -77,8 +80,16 @@ class GatewayServer {
   // True when the call is still to be answered normally (a delay that has passed).
   bool applyFault(const Fault& fault, const httplib::Request& request, httplib::Response& response);
   void answer(const ExecutionRequest& call, httplib::Response& response);
+  // The content being served. A caller keeps the snapshot it took while the content is
+  // replaced, so one answer is made from one content.
+  std::shared_ptr<const GatewayContent> content() const;
+  // Replaces the content by content().updated(changes); throws ContentError and keeps the
+  // content when the changes do not fit.
+  std::shared_ptr<const GatewayContent> updateContent(std::string_view changes);
 
-  GatewayContent content_;
+  std::mutex updateMutex_;           // one content update at a time, from read to swap
+  mutable std::mutex contentMutex_;  // guards content_
+  std::shared_ptr<const GatewayContent> content_;
   std::shared_ptr<Clock> clock_;
   ActionTable actions_;
   GatewayStore store_;

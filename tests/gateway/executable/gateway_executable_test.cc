@@ -102,6 +102,10 @@ TEST(GatewayExecutableTest, ServesTheExampleContentUntilAStopSignal) {
     EXPECT_EQ(envelope["ok"].encode(), "true") << envelope.encode();
     EXPECT_EQ(envelope["data"]["config"]["teamId"].encode(), R"("team_demo")");
     EXPECT_EQ(envelope["data"]["runtimeConfig"]["events"]["batchSize"].encode(), "20");
+    const JSONValue flags = client.call("get_feature_flags", {}, envelope["data"]["sessionToken"].stringValue());
+    const JSONArray* items = flags["data"]["items"].asArray();
+    ASSERT_TRUE(items != nullptr && !items->empty()) << flags.encode();
+    EXPECT_EQ(items->front()["key"].encode(), R"("checkout_flow")");
 
     gateway.signal(stopSignal);
     expectExitStatus(gateway.wait(), 0);
