@@ -265,4 +265,17 @@ JSONValue encodeRecord(const Record& record) {
   return JSONValue(std::move(object));
 }
 
+// A document kept as JSON text inside a string field of a backend record, parsed on each read:
+// absent, empty or undecodable text gives absent, silently, so a bad text only costs its reader.
+template <typename T>
+std::optional<T> decodeEmbedded(const std::optional<std::string>& text) {
+  if (!text || text->empty()) return std::nullopt;
+  try {
+    const JSONValue value = JSONValue::decode(*text);
+    return JSONCoder<T>::decode(value, CodingPath{});
+  } catch (const DecodingError&) {
+    return std::nullopt;
+  }
+}
+
 }  // namespace tarnwell

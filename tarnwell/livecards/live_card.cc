@@ -1,8 +1,8 @@
 #include "tarnwell/livecards/live_card.h"
 
 #include "tarnwell/core/constants.h"
+#include "tarnwell/core/record_coding.h"
 #include "tarnwell/livecards/detail/live_card_fields.h"
-#include "tarnwell/surveys/detail/embedded_document.h"
 
 namespace tarnwell {
 
@@ -15,11 +15,11 @@ bool LiveCard::isActive() const {
 }
 
 std::optional<LiveCardStructure> LiveCard::structure() const {
-  return decodeEmbeddedDocument<LiveCardStructure>(structureJSON);
+  return decodeEmbedded<LiveCardStructure>(structureJSON);
 }
-std::optional<LiveCardConfig> LiveCard::config() const { return decodeEmbeddedDocument<LiveCardConfig>(configJSON); }
+std::optional<LiveCardConfig> LiveCard::config() const { return decodeEmbedded<LiveCardConfig>(configJSON); }
 std::optional<LiveCardTargeting> LiveCard::targeting() const {
-  return decodeEmbeddedDocument<LiveCardTargeting>(targetingJSON);
+  return decodeEmbedded<LiveCardTargeting>(targetingJSON);
 }
 
 }  // namespace tarnwell

@@ -1,6 +1,6 @@
 #include "tarnwell/surveys/survey.h"
 
-#include "tarnwell/surveys/detail/embedded_document.h"
+#include "tarnwell/core/record_coding.h"
 #include "tarnwell/surveys/detail/survey_fields.h"
 
 namespace tarnwell {
@@ -9,14 +9,14 @@ Survey Survey::decode(const JSONValue& value) { return decodeRecord<Survey>(valu
 JSONValue Survey::encode() const { return encodeRecord(*this); }
 
 std::optional<SurveyStructure> Survey::structure() const {
-  return decodeEmbeddedDocument<SurveyStructure>(structureJSON);
+  return decodeEmbedded<SurveyStructure>(structureJSON);
 }
 std::optional<SurveyTargeting> Survey::targeting() const {
-  return decodeEmbeddedDocument<SurveyTargeting>(targetingJSON);
+  return decodeEmbedded<SurveyTargeting>(targetingJSON);
 }
-std::optional<SurveyConfig> Survey::config() const { return decodeEmbeddedDocument<SurveyConfig>(configJSON); }
+std::optional<SurveyConfig> Survey::config() const { return decodeEmbedded<SurveyConfig>(configJSON); }
 std::optional<SurveyAnalytics> Survey::analytics() const {
-  return decodeEmbeddedDocument<SurveyAnalytics>(analyticsJSON);
+  return decodeEmbedded<SurveyAnalytics>(analyticsJSON);
 }
 
 SurveyResponse SurveyResponse::decode(const JSONValue& value) { return decodeRecord<SurveyResponse>(value); }

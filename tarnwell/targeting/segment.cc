@@ -12,13 +12,8 @@ Segment Segment::decode(const JSONValue& value) { return decodeRecord<Segment>(v
 JSONValue Segment::encode() const { return encodeRecord(*this); }
 
 std::vector<SegmentCondition> Segment::conditions() const {
-  if (!conditionsJSON || conditionsJSON->empty()) return {};
-  try {
-    return JSONCoder<std::vector<SegmentCondition>>::decode(JSONValue::decode(*conditionsJSON), CodingPath{});
-  } catch (const DecodingError&) {
-    // Conditions the SDK can't read restrict nobody, like a segment that can't be fetched.
-    return {};
-  }
+  // Conditions the SDK can't read restrict nobody, like a segment that can't be fetched.
+  return decodeEmbedded<std::vector<SegmentCondition>>(conditionsJSON).value_or(std::vector<SegmentCondition>{});
 }
 
 }  // namespace tarnwell
