@@ -28,11 +28,6 @@ std::size_t sizeAtLeastOne(std::int64_t value) {
   return static_cast<std::size_t>(value);
 }
 
-template <typename Work>
-asio::awaitable<std::invoke_result_t<Work&>> invoke(Work work) {
-  co_return work();
-}
-
 }  // namespace
 
 std::shared_ptr<EventManager> EventManager::create(const asio::any_io_executor& executor, EventRepository repository,
@@ -47,7 +42,7 @@ EventManager::EventManager(const asio::any_io_executor& executor, EventRepositor
 template <typename Work>
 asio::awaitable<std::invoke_result_t<Work&>> EventManager::onStrand(Work work) {
   const auto self = shared_from_this();
-  co_return co_await detail::runOn(strand_, invoke(std::move(work)));
+  co_return co_await detail::callOn(strand_, std::move(work));
 }
 
 asio::awaitable<void> EventManager::configure(RuntimeConfig::EventsConfig events,

@@ -114,6 +114,16 @@ asio::awaitable<T> runOn(Executor executor, asio::awaitable<T> work) {
   co_return co_await asio::co_spawn(executor, std::move(work), asio::use_awaitable);
 }
 
+// Runs the plain callable `work` on `executor` (a component's strand) and resumes the caller on
+// its own executor with the result or the exception.
+template <typename Executor, typename Work>
+asio::awaitable<std::invoke_result_t<Work&>> callOn(Executor executor, Work work) {
+  struct Call {
+    static asio::awaitable<std::invoke_result_t<Work&>> run(Work work) { co_return work(); }
+  };
+  co_return co_await asio::co_spawn(executor, Call::run(std::move(work)), asio::use_awaitable);
+}
+
 // The shared pool for CPU work that must stay off the main context, such as decoding a large
 // content document.
 class WorkerPool {
