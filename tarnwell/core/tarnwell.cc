@@ -43,6 +43,7 @@ Tarnwell::Impl::~Impl() {
   // context: let go of it while that context exists.
   flushTaskSignal.reset();
   main.reset();
+  featureFlagManagerInstance.reset();
   eventManagerInstance.reset();
   telemetryInstance.reset();
   pool.reset();
@@ -110,6 +111,26 @@ RuntimeTelemetryBatcher& Tarnwell::Impl::telemetry() {
         client(), transport, RuntimeTelemetryQueue::create(*store, *clock, pool->executor()));
   }
   return *telemetryInstance;
+}
+
+std::shared_ptr<FeatureFlagManager> Tarnwell::Impl::featureFlagManager() {
+  if (!featureFlagManagerInstance) {
+    // Experiment events reach trackEvent on the main context, where its gate is read.
+    auto eventTracker = [this](std::string name, JSONObject properties, std::string eventType) {
+      runOnMain([this, name = std::move(name), properties = std::move(properties),
+                 eventType = std::move(eventType)] { trackEvent(name, properties, eventType); });
+    };
+    featureFlagManagerInstance = FeatureFlagManager::create(
+        pool->executor(),
+        FeatureFlagRepository(RuntimeGatewayRepository(client(), transport), makeRuntimeBundleRepository(),
+                              telemetry()),
+        *properties, *sessions, *clock, processStringHasher(), std::move(eventTracker), deviceInfo().platform);
+  }
+  return featureFlagManagerInstance;
+}
+
+RuntimeBundleRepository Tarnwell::Impl::makeRuntimeBundleRepository() {
+  return RuntimeBundleRepository(RuntimeGatewayRepository(client(), transport), client(), *store, *clock);
 }
 
 // ---- The shared object ---------------------------------------------------------------------

@@ -25,6 +25,7 @@
 #include <optional>
 #include <string>
 
+#include <tarnwell/backend/runtime_bundle.h>
 #include <tarnwell/backend/runtime_config.h>
 #include <tarnwell/core/environment.h>
 #include <tarnwell/core/json_value.h>
@@ -32,6 +33,8 @@
 #include <tarnwell/core/sdk_config.h>
 #include <tarnwell/core/sdk_state.h>
 #include <tarnwell/core/user_debug_state.h>
+#include <tarnwell/flags/feature_flag.h>
+#include <tarnwell/flags/flag_value.h>
 #include <tarnwell/platform/app_info.h>
 #include <tarnwell/platform/background_task_host.h>
 #include <tarnwell/platform/clock.h>
@@ -131,6 +134,46 @@ class TARNWELL_API Tarnwell {
   void trackEvent(std::string name, JSONObject properties = {}, std::string eventType = {});
   // The number of events waiting to be sent, reported on the main context.
   void getQueuedEventCount(std::function<void(std::size_t)> completion);
+
+  // ---- Content refresh ---------------------------------------------------------------------
+  // Each kind is fetched at most once per time to live of the runtime config (`force` passes
+  // the gate); within 900 seconds of the last confirmation the stored bundle answers without a
+  // request. Completions run on the main context once the refresh has ended, whether it ran or
+  // was held back. Coming to the foreground refreshes nothing on its own.
+  void refreshAllContent(std::function<void()> completion = {});
+  // Only once ready.
+  void refreshFeatureFlags(bool force = false, std::function<void()> completion = {});
+  // Gated on the survey, announcement and live-card managers, which this release does not build:
+  // until it does, these end at once without effect.
+  void refreshSurveys(bool force = false, std::function<void()> completion = {});
+  void refreshAnnouncements(bool force = false, std::function<void()> completion = {});
+  void refreshLiveCards(bool force = false, std::function<void()> completion = {});
+  // The runtime bundle stored for the current team and environment, as the refreshes last left
+  // it; absent when none is stored or it no longer decodes. For diagnostics; never a request.
+  void getStoredRuntimeBundle(std::function<void(std::optional<RuntimeBundle>)> completion);
+
+  // ---- Feature flags and experiments -------------------------------------------------------
+  // The flag's value for this user now, decided on the device from the last refreshed flags;
+  // absent before ready and for unknown or inactive flags. Reported on the main context.
+  void getFeatureFlagValue(std::string key, std::function<void(std::optional<JSONValue>)> completion);
+  // The value read as the default's type (see flagValueAs), or the default.
+  template <typename T>
+  void getFeatureFlag(std::string key, T defaultValue, std::function<void(T)> completion) {
+    getFeatureFlagValue(std::move(key), [defaultValue = std::move(defaultValue),
+                                         completion = std::move(completion)](std::optional<JSONValue> value) {
+      if (completion) completion(value ? flagValueAs(*value, defaultValue) : defaultValue);
+    });
+  }
+  // The variation assigned to this user for an experiment flag (stable for the process). Also
+  // evaluates the flag first, which reports it like a read.
+  void getExperimentVariation(std::string key, std::function<void(std::optional<Variation>)> completion);
+  void getExperimentConfig(std::string key, std::function<void(std::optional<ExperimentConfig>)> completion);
+  // Records that the user saw the assigned variation: a telemetry record and an
+  // "experiment_exposure" event.
+  void trackExperimentExposure(std::string key, JSONObject context = {});
+  // Records that the user reached a goal: an "experiment_conversion" event.
+  void trackExperimentConversion(std::string key, std::optional<std::string> goalId = std::nullopt,
+                                 std::optional<JSONValue> value = std::nullopt, JSONObject context = {});
 
   // ---- Identity ----------------------------------------------------------------------
   // Names the user (trimmed; blank names change nothing) and stores the traits as user

@@ -42,6 +42,7 @@ asio::awaitable<void> Tarnwell::Impl::startUp(TarnwellSDKConfig startConfig, Sta
   startSessionTracking();
   scheduleUserSync(std::chrono::milliseconds(0));
   startFlushTask();
+  co_await refreshAllContent();
   if (completion) completion(state.value());
 }
 

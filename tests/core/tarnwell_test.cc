@@ -93,6 +93,11 @@ TEST_F(TarnwellTest, SecondInitializeWhileStartingOnlyReportsInitializing) {
   sdk.mainContext().runFor(std::chrono::seconds(30), [&] { return transport->pendingCount() == 1; });
   ASSERT_EQ(completions, std::vector<SDKState>{SDKState::initializing()});
   transport->completeNext(reply(kGoodBootstrap));
+  // The start-up then waits for its content: let the held bundle request and the rest through.
+  sdk.mainContext().runFor(std::chrono::seconds(30), [&] { return actionCount("get_runtime_bundle") == 1; });
+  transport->holdResponses(false);
+  transport->setResponder([](const HttpRequest&) { return reply(R"({"ok":true,"data":{}})"); });
+  transport->completeAll(reply(R"({"ok":true,"data":{}})"));
   settle(2);
   EXPECT_EQ(completions.back(), SDKState::ready());
   EXPECT_EQ(bootstrapCount(), 1u);

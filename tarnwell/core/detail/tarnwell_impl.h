@@ -19,10 +19,12 @@
 #include <optional>
 
 #include "tarnwell/backend/detail/api_key_repository.h"
+#include "tarnwell/core/detail/content_refresh.h"
 #include "tarnwell/core/tarnwell.h"
 #include "tarnwell/events/behavioral_event_tracker.h"
 #include "tarnwell/events/detail/event_manager.h"
 #include "tarnwell/events/detail/runtime_telemetry_batcher.h"
+#include "tarnwell/flags/detail/feature_flag_manager.h"
 #include "tarnwell/identity/detail/user_repository.h"
 #include "tarnwell/identity/property_manager.h"
 #include "tarnwell/identity/session_manager.h"
@@ -48,6 +50,9 @@ struct Tarnwell::Impl {
   std::shared_ptr<EventManager> eventManager();
   BehavioralEventTracker& behavioralEventTracker();
   RuntimeTelemetryBatcher& telemetry();
+  std::shared_ptr<FeatureFlagManager> featureFlagManager();
+  // Each content repository reads through a bundle repository of its own over the one client.
+  RuntimeBundleRepository makeRuntimeBundleRepository();
 
   // ---- Start-up (tarnwell_startup.cc) ----------------------------------------------------
   void beginStartUp(TarnwellSDKConfig config, StateCallback completion);
@@ -76,6 +81,17 @@ struct Tarnwell::Impl {
   void trackEvent(const std::string& name, const JSONObject& properties, const std::string& eventType);
   asio::awaitable<void> queueEvent(EventRecord record);
   asio::awaitable<void> reportQueuedEventCount(std::function<void(std::size_t)> completion);
+
+  // ---- Content and flags (tarnwell_content.cc, tarnwell_flags.cc) -------------------------
+  asio::awaitable<void> refreshAllContent();
+  asio::awaitable<void> refreshFeatureFlags(bool force);
+  // Runs `work` on the main context and calls `completion` there when it has ended.
+  void spawnThen(asio::awaitable<void> work, std::function<void()> completion);
+  asio::awaitable<void> readFeatureFlagValue(std::string key, std::function<void(std::optional<JSONValue>)> completion);
+  asio::awaitable<void> readExperimentVariation(std::string key,
+                                                std::function<void(std::optional<Variation>)> completion);
+  asio::awaitable<void> readExperimentConfig(std::string key,
+                                             std::function<void(std::optional<ExperimentConfig>)> completion);
 
   // ---- Lifecycle (tarnwell_lifecycle.cc) -------------------------------------------------
   void handleForeground();
@@ -117,6 +133,8 @@ struct Tarnwell::Impl {
   std::shared_ptr<EventManager> eventManagerInstance;
   std::unique_ptr<BehavioralEventTracker> trackerInstance;
   std::unique_ptr<RuntimeTelemetryBatcher> telemetryInstance;
+  std::shared_ptr<FeatureFlagManager> featureFlagManagerInstance;
+  RefreshStamps refreshStamps;
   TarnwellSDKConfig sdkConfig = legacyPlaceholderConfig();
   std::int64_t pendingUserSyncRevision = 0;
   std::unique_ptr<asio::cancellation_signal> flushTaskSignal;
