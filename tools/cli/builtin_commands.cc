@@ -8,6 +8,8 @@ CommandTable builtinCommands() {
   addIdentityCommands(table);
   addHostCommands(table);
   addEventCommands(table);
+  addContentCommands(table);
+  addFlagCommands(table);
   return table;
 }
 

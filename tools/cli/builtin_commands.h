@@ -17,5 +17,7 @@ void addIdentityCommands(CommandTable& table);
 // sleep, quit (host_commands.cc).
 void addHostCommands(CommandTable& table);
 void addEventCommands(CommandTable& table);
+void addContentCommands(CommandTable& table);
+void addFlagCommands(CommandTable& table);
 
 }  // namespace tarnwell::cli

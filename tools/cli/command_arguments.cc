@@ -44,6 +44,43 @@ JSONValue readJSONArgument(std::string_view text, std::string_view what) {
   }
 }
 
+namespace {
+
+// Where the JSON value at the start of `text` ends: the matching close of an object, list or
+// string, else the first blank.
+std::size_t leadingValueLength(std::string_view text) {
+  int depth = 0;
+  bool inString = false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    if (inString) {
+      if (c == '\\') {
+        ++i;
+      } else if (c == '"') {
+        inString = false;
+        if (depth == 0) return i + 1;
+      }
+    } else if (c == '"') {
+      inString = true;
+    } else if (c == '{' || c == '[') {
+      ++depth;
+    } else if (c == '}' || c == ']') {
+      if (--depth <= 0) return i + 1;
+    } else if (depth == 0 && (c == ' ' || c == '\t')) {
+      return i;
+    }
+  }
+  return text.size();
+}
+
+}  // namespace
+
+std::pair<JSONValue, std::string_view> readLeadingJSONArgument(std::string_view text, std::string_view what) {
+  text = trimBlanks(text);
+  const std::size_t length = leadingValueLength(text);
+  return {readJSONArgument(text.substr(0, length), what), trimBlanks(text.substr(length))};
+}
+
 std::chrono::milliseconds readMilliseconds(std::string_view text) {
   text = trimBlanks(text);
   if (text.empty()) {

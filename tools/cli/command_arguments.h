@@ -25,6 +25,9 @@ std::pair<std::string_view, std::string_view> splitFirstWord(std::string_view te
 void expectNoArguments(std::string_view arguments);
 // One JSON value; `what` names it in the error ("JSON value").
 JSONValue readJSONArgument(std::string_view text, std::string_view what);
+// The JSON value at the start of `text` and the rest after it, for commands that take several
+// JSON arguments in a row (`1.5 {"plan":"pro"}`).
+std::pair<JSONValue, std::string_view> readLeadingJSONArgument(std::string_view text, std::string_view what);
 // A whole, non-negative number of milliseconds.
 std::chrono::milliseconds readMilliseconds(std::string_view text);
 

@@ -15,6 +15,7 @@
 
 #include <chrono>
 #include <iosfwd>
+#include <memory>
 #include <optional>
 #include <string_view>
 
@@ -60,6 +61,16 @@ class CommandHost {
       sdk_.mainContext().runFor(limit, [&handover] { return handover.value().has_value(); });
     }
     return handover.value();
+  }
+  // Calls `ask` with a callback that hands its value over, and waits up to waitLimit() for it.
+  // Throws CommandError when no answer comes in time.
+  template <typename T, typename Ask>
+  T ask(Ask&& askSdk) {
+    auto answer = std::make_shared<Handover<T>>();
+    std::forward<Ask>(askSdk)([answer](T value) { answer->give(std::move(value)); });
+    std::optional<T> value = await(*answer, waitLimit_);
+    if (!value) throw CommandError("no answer within " + std::to_string(waitLimit_.count()) + " ms");
+    return std::move(*value);
   }
   // Lets `duration` of real time pass, running a host-pumped main context meanwhile.
   void pause(std::chrono::milliseconds duration);

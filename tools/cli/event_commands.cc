@@ -1,6 +1,4 @@
 // track, flush, queue, foreground and background: the event pipeline and the host's lifecycle.
-#include <memory>
-
 #include "tools/cli/builtin_commands.h"
 #include "tools/cli/command_arguments.h"
 #include "tools/cli/command_host.h"
@@ -34,11 +32,8 @@ JSONObject flush(CommandHost& host, std::string_view arguments) {
 
 JSONObject queue(CommandHost& host, std::string_view arguments) {
   expectNoArguments(arguments);
-  auto counted = std::make_shared<Handover<std::size_t>>();
-  host.sdk().getQueuedEventCount([counted](std::size_t count) { counted->give(count); });
-  const std::optional<std::size_t> count = host.await(*counted, host.waitLimit());
-  if (!count) throw CommandError("no answer within " + std::to_string(host.waitLimit().count()) + " ms");
-  return JSONObject{{"count", JSONValue(*count)}};
+  const auto count = host.ask<std::size_t>([&](auto answer) { host.sdk().getQueuedEventCount(std::move(answer)); });
+  return JSONObject{{"count", JSONValue(count)}};
 }
 
 JSONObject foreground(CommandHost& host, std::string_view arguments) {
