@@ -29,7 +29,7 @@ struct Throughput {
 };
 
 struct Ratio {
-  std::string measured;  // benchmark name (without arguments or "/real_time" suffixes)
+  std::string measured;  // the full benchmark name, arguments and "/real_time" included
   std::string baseline;
   double target;         // the highest acceptable measured / baseline time; 0 only reports it
 };
