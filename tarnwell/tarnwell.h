@@ -4,6 +4,7 @@
 // It pulls in no third-party header.
 #pragma once
 
+#include <tarnwell/backend/runtime_bundle.h>
 #include <tarnwell/core/color.h>
 #include <tarnwell/core/constants.h>
 #include <tarnwell/core/device_labels.h>
@@ -17,8 +18,13 @@
 #include <tarnwell/core/timestamp.h>
 #include <tarnwell/core/user_debug_state.h>
 #include <tarnwell/events/event_record.h>
+#include <tarnwell/flags/feature_flag.h>
+#include <tarnwell/flags/feature_flag_report.h>
+#include <tarnwell/flags/flag_value.h>
 #include <tarnwell/identity/session_manager.h>
 #include <tarnwell/identity/user_sync_snapshot.h>
+#include <tarnwell/livecards/live_card.h>
+#include <tarnwell/livecards/live_card_tracking.h>
 #include <tarnwell/platform/app_info.h>
 #include <tarnwell/platform/background_task_host.h>
 #include <tarnwell/platform/clock.h>
@@ -32,3 +38,6 @@
 #include <tarnwell/platform/scripted_http_transport.h>
 #include <tarnwell/platform/sqlite_key_value_store.h>
 #include <tarnwell/platform/virtual_clock.h>
+#include <tarnwell/surveys/survey.h>
+#include <tarnwell/targeting/rule_condition.h>
+#include <tarnwell/targeting/segment.h>
