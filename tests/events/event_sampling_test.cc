@@ -76,6 +76,8 @@ TEST(EventSamplingTest, OtherTypesLetTheNameDecideFirstMatchWins) {
   EXPECT_EQ(samplingPercent(sampling, "custom", "checkout_error"), 9);
   EXPECT_EQ(samplingPercent(sampling, "", "FEATURE_toggled"), 7);
   EXPECT_EQ(samplingPercent(sampling, "user", "experiment_exposure"), 7);
+  // Experiment events are "business" events, no category of their own: the name decides.
+  EXPECT_EQ(samplingPercent(sampling, "business", "experiment_conversion"), 7);
   EXPECT_EQ(samplingPercent(sampling, "custom", "disk_Warning"), 8);
   EXPECT_EQ(samplingPercent(sampling, "custom", "uncaught_exception"), 9);
   EXPECT_EQ(samplingPercent(sampling, "custom", "feature_error"), 7);   // "feature_" comes first

@@ -241,5 +241,17 @@ TEST_F(FeatureFlagManagerTest, DuplicateKeysKeepTheFirstAndAFailedFetchEmptiesTh
   EXPECT_TRUE(log.containsSubstring("[Tarnwell][ERROR] Failed to fetch feature flags :: "));
 }
 
+TEST_F(FeatureFlagManagerTest, HostileFlagListsAreSurvived) {
+  // Ten thousand flags, and metadata nested far deeper than any decoder goes: the deep text only
+  // costs its own view, so the flag falls back to its default.
+  std::vector<std::string> documents;
+  for (int i = 0; i < 10'000; ++i) documents.push_back(flagDocument("f" + std::to_string(i), "k" + std::to_string(i)));
+  const std::string deep = std::string(100'000, '[') + std::string(100'000, ']');
+  documents.push_back(flagDocument("deep", "deep", R"("defaultValue":"safe","metadata":)" + asText(deep)));
+  serve(documents);
+  EXPECT_EQ(resolve("k9999").source, EvaluationSource::cache);
+  EXPECT_EQ(resolve("deep").value, JSONValue("safe"));
+}
+
 }  // namespace
 }  // namespace tarnwell
