@@ -5,26 +5,19 @@
 // and never throws. Internal: includes Asio.
 #pragma once
 
-#include <asio/awaitable.hpp>
-
-#include <vector>
-
-#include "tarnwell/backend/detail/runtime_bundle_repository.h"
-#include "tarnwell/backend/detail/runtime_gateway_repository.h"
+#include "tarnwell/backend/detail/content_repository.h"
 #include "tarnwell/surveys/survey.h"
 
 namespace tarnwell {
 
-class AnnouncementRepository {
+class AnnouncementRepository : public ContentRepository {
  public:
-  AnnouncementRepository(RuntimeGatewayRepository gateway, RuntimeBundleRepository runtimeBundle);
+  using ContentRepository::ContentRepository;
 
   // Empty, with "Failed to fetch announcement banners" logged, when neither source answers.
-  asio::awaitable<std::vector<Survey>> getAnnouncements();
-
- private:
-  RuntimeGatewayRepository gateway_;
-  RuntimeBundleRepository runtimeBundle_;
+  asio::awaitable<std::vector<Survey>> getAnnouncements() {
+    return readList(&RuntimeBundle::announcements, "get_announcements_banners", "Failed to fetch announcement banners");
+  }
 };
 
 }  // namespace tarnwell

@@ -15,15 +15,14 @@
 
 #include <vector>
 
-#include "tarnwell/backend/detail/runtime_bundle_repository.h"
-#include "tarnwell/backend/detail/runtime_gateway_repository.h"
+#include "tarnwell/backend/detail/content_repository.h"
 #include "tarnwell/events/detail/runtime_telemetry_batcher.h"
 #include "tarnwell/flags/feature_flag.h"
 #include "tarnwell/flags/feature_flag_report.h"
 
 namespace tarnwell {
 
-class FeatureFlagRepository {
+class FeatureFlagRepository : public ContentRepository {
  public:
   FeatureFlagRepository(RuntimeGatewayRepository gateway, RuntimeBundleRepository runtimeBundle,
                         RuntimeTelemetryBatcher& telemetryBatcher);
@@ -35,8 +34,6 @@ class FeatureFlagRepository {
   bool trackExposure(const FeatureFlagExposure& exposure);
 
  private:
-  RuntimeGatewayRepository gateway_;
-  RuntimeBundleRepository runtimeBundle_;
   RuntimeTelemetryBatcher& telemetryBatcher_;
 };
 

@@ -5,26 +5,19 @@
 // no state and never throws. Internal: includes Asio.
 #pragma once
 
-#include <asio/awaitable.hpp>
-
-#include <vector>
-
-#include "tarnwell/backend/detail/runtime_bundle_repository.h"
-#include "tarnwell/backend/detail/runtime_gateway_repository.h"
+#include "tarnwell/backend/detail/content_repository.h"
 #include "tarnwell/livecards/live_card.h"
 
 namespace tarnwell {
 
-class LiveCardRepository {
+class LiveCardRepository : public ContentRepository {
  public:
-  LiveCardRepository(RuntimeGatewayRepository gateway, RuntimeBundleRepository runtimeBundle);
+  using ContentRepository::ContentRepository;
 
   // Empty, with "Failed to fetch live cards" logged, when neither source answers.
-  asio::awaitable<std::vector<LiveCard>> getLiveCards();
-
- private:
-  RuntimeGatewayRepository gateway_;
-  RuntimeBundleRepository runtimeBundle_;
+  asio::awaitable<std::vector<LiveCard>> getLiveCards() {
+    return readList(&RuntimeBundle::liveCards, "get_live_cards", "Failed to fetch live cards");
+  }
 };
 
 }  // namespace tarnwell

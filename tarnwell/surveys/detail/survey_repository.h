@@ -4,26 +4,19 @@
 // "get_surveys". It holds no state and never throws. Internal: includes Asio.
 #pragma once
 
-#include <asio/awaitable.hpp>
-
-#include <vector>
-
-#include "tarnwell/backend/detail/runtime_bundle_repository.h"
-#include "tarnwell/backend/detail/runtime_gateway_repository.h"
+#include "tarnwell/backend/detail/content_repository.h"
 #include "tarnwell/surveys/survey.h"
 
 namespace tarnwell {
 
-class SurveyRepository {
+class SurveyRepository : public ContentRepository {
  public:
-  SurveyRepository(RuntimeGatewayRepository gateway, RuntimeBundleRepository runtimeBundle);
+  using ContentRepository::ContentRepository;
 
   // Empty, with "Failed to fetch surveys" logged, when neither source answers.
-  asio::awaitable<std::vector<Survey>> getSurveys();
-
- private:
-  RuntimeGatewayRepository gateway_;
-  RuntimeBundleRepository runtimeBundle_;
+  asio::awaitable<std::vector<Survey>> getSurveys() {
+    return readList(&RuntimeBundle::surveys, "get_surveys", "Failed to fetch surveys");
+  }
 };
 
 }  // namespace tarnwell
