@@ -94,7 +94,10 @@ void PropertyManager::writeIdentityKeysLocked() {
 }
 
 void PropertyManager::collectDeviceFactsLocked() {
-  const DeviceInfo device = deviceInfo_();
+  DeviceInfo device = deviceInfo_();
+  // Targeting refreshes the facts for every field it resolves: rewrite them only when they, or
+  // the device map they live in, changed since the last time.
+  if (collectedDeviceInfo_ == device && !deviceFactsOverwritten_) return;
   deviceProperties_.set("platform", JSONValue(device.platform));
   deviceProperties_.set("os_version", JSONValue(device.osVersion));
   deviceProperties_.set("locale", JSONValue(device.locale));
@@ -105,6 +108,8 @@ void PropertyManager::collectDeviceFactsLocked() {
   deviceProperties_.set("device_name", JSONValue(deviceDisplayName(device)));
   deviceProperties_.set("manufacturer", JSONValue(device.manufacturer));
   deviceProperties_.set("brand", JSONValue(device.manufacturer));
+  collectedDeviceInfo_ = std::move(device);
+  deviceFactsOverwritten_ = false;
 }
 
 std::string PropertyManager::getAnonymousId() const {
@@ -194,6 +199,7 @@ void PropertyManager::setDeviceProperty(std::string key, JSONValue value) {
     deviceId_ = plainDescription(value);
   }
   deviceProperties_.set(std::move(key), std::move(value));
+  deviceFactsOverwritten_ = true;
   if (replacesDeviceId) {
     persistLocked();
   }

@@ -85,6 +85,8 @@ class TARNWELL_API PropertyManager {
   JSONObject appProperties_;
   JSONObject deviceProperties_;
   JSONObject customProperties_;
+  std::optional<DeviceInfo> collectedDeviceInfo_;  // the facts now in deviceProperties_
+  bool deviceFactsOverwritten_ = false;            // a device property was set since
   std::string anonymousId_;
   std::optional<std::string> currentUserId_;
   std::string profileId_;

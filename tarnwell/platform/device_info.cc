@@ -2,10 +2,12 @@
 
 #include <sys/utsname.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <mutex>
 #include <optional>
 #include <string_view>
 #include <system_error>
@@ -54,6 +56,31 @@ std::optional<std::string> readFirstLine(const char* path) {
   return std::string(line);
 }
 
+std::string readSystemZoneName() {
+  std::error_code error;
+  const std::filesystem::path target = std::filesystem::read_symlink("/etc/localtime", error);
+  if (!error) {
+    if (std::optional<std::string> zone = zoneAfterZoneinfo(target.native())) return *zone;
+  }
+  if (std::optional<std::string> zone = readFirstLine("/etc/timezone")) return *zone;
+  return "UTC";
+}
+
+// The system's zone, read from the file system again at most once a second: targeting asks for
+// the device facts for every field it resolves, and a changed zone is still seen promptly.
+std::string systemZoneName() {
+  static std::mutex mutex;
+  static std::string zone;
+  static std::chrono::steady_clock::time_point readAt;
+  const auto now = std::chrono::steady_clock::now();
+  std::lock_guard lock(mutex);
+  if (zone.empty() || now - readAt >= std::chrono::seconds(1)) {
+    zone = readSystemZoneName();
+    readAt = now;
+  }
+  return zone;
+}
+
 std::string timeZoneName() {
   if (const char* tz = std::getenv("TZ")) {
     std::string_view name(tz);
@@ -64,13 +91,7 @@ std::string timeZoneName() {
     // Any other path names a zone file, usually /etc/localtime itself: ask the system.
     if (!name.empty() && !name.starts_with('/')) return std::string(name);
   }
-  std::error_code error;
-  const std::filesystem::path target = std::filesystem::read_symlink("/etc/localtime", error);
-  if (!error) {
-    if (std::optional<std::string> zone = zoneAfterZoneinfo(target.native())) return *zone;
-  }
-  if (std::optional<std::string> zone = readFirstLine("/etc/timezone")) return *zone;
-  return "UTC";
+  return systemZoneName();
 }
 
 std::string fieldText(const char* field, std::size_t capacity) {

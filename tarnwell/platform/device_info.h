@@ -27,6 +27,8 @@ struct DeviceInfo {
   std::string deviceIdPrefix;     // device identifiers are this prefix plus a UUID
   double screenWidth = 0;         // points; 0 when unknown
   double screenHeight = 0;
+
+  friend bool operator==(const DeviceInfo&, const DeviceInfo&) = default;
 };
 
 // Called on whichever thread needs the facts; it should be cheap and must not throw.

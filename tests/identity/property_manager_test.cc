@@ -130,6 +130,16 @@ TEST_F(PropertyManagerTest, CollectsAppAndDeviceFactsAndLayersAllProperties) {
   EXPECT_EQ(*all.find("device_id"), JSONValue(properties.getDeviceId()));
 }
 
+TEST_F(PropertyManagerTest, EachRefreshSeesTheDeviceFactsAsTheyAreNow) {
+  DeviceInfo now = iosDeviceProfile();
+  PropertyManager properties(store, sampleApp(), [&now] { return now; }, uuids);
+  EXPECT_EQ(properties.findTargetingProperty("TIMEZONE"), JSONValue("America/New_York"));
+  now.timeZone = "Europe/Berlin";  // the user travelled
+  EXPECT_EQ(properties.findTargetingProperty("timezone"), JSONValue("Europe/Berlin"));
+  properties.setDeviceProperty("timezone", JSONValue("host's own"));
+  EXPECT_EQ(properties.findTargetingProperty("timezone"), JSONValue("Europe/Berlin"));
+}
+
 TEST(PropertyManagerAppInfoTest, MissingBundleFactsFallBack) {
   MemoryKeyValueStore store;
   UuidGenerator uuids(1);
