@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tarnwell/core/sdk_config.h"
+#include "tarnwell/core/tarnwell.h"
 #include "tarnwell/platform/http_transport.h"
 #include "tarnwell/platform/memory_key_value_store.h"
 
@@ -41,6 +42,17 @@ inline std::shared_ptr<MemoryKeyValueStore> storeWithKnownUser() {
   store->setString("tarnwell_profile_id", "prf-1");
   store->setString("tarnwell_device_id", "dev-1");
   return store;
+}
+
+// A host-pumped SDK over `transport` and a store that knows its user, as the command tests run it.
+inline HostOptions scriptedHostOptions(std::shared_ptr<HttpTransport> transport,
+                                       MainContext::Mode mode = MainContext::Mode::hostPumped) {
+  HostOptions options;
+  options.store = storeWithKnownUser();
+  options.transport = std::move(transport);
+  options.mainContextMode = mode;
+  options.deviceInfo = iosDeviceProfile;
+  return options;
 }
 
 // The lines of `output` that start with "{": the host's result lines, without log lines.

@@ -35,11 +35,7 @@ struct CommandHostTest : ::testing::Test {
 
   void start(MainContext::Mode mode = MainContext::Mode::hostPumped,
              std::chrono::milliseconds waitLimit = CommandHost::kDefaultWaitLimit) {
-    HostOptions options;
-    options.store = testing::storeWithKnownUser();
-    options.transport = transport;
-    options.mainContextMode = mode;
-    options.deviceInfo = iosDeviceProfile;
+    HostOptions options = testing::scriptedHostOptions(transport, mode);
     options.uuidSeed = kUuidSeed;
     host = std::make_unique<CommandHost>(testing::testConfig(), std::move(options), out, builtinCommands(),
                                          waitLimit);

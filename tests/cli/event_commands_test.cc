@@ -26,12 +26,8 @@ struct EventCommandsTest : ::testing::Test {
       if (action == "identify_user") return testing::reply(R"({"ok":true,"data":{"profileId":"prf-server"}})");
       return testing::reply(R"({"ok":true,"data":{}})");
     });
-    HostOptions options;
-    options.store = testing::storeWithKnownUser();
-    options.transport = transport;
-    options.mainContextMode = MainContext::Mode::hostPumped;
-    options.deviceInfo = iosDeviceProfile;
-    host = std::make_unique<CommandHost>(testing::testConfig(), std::move(options), out, builtinCommands());
+    host = std::make_unique<CommandHost>(testing::testConfig(), testing::scriptedHostOptions(transport), out,
+                                         builtinCommands());
     host->execute("init");
   }
 

@@ -41,12 +41,8 @@ struct FlagCommandsTest : ::testing::Test {
       }
       return testing::reply(R"({"ok":true,"data":{}})");
     });
-    HostOptions options;
-    options.store = testing::storeWithKnownUser();
-    options.transport = transport;
-    options.mainContextMode = MainContext::Mode::hostPumped;
-    options.deviceInfo = iosDeviceProfile;
-    host = std::make_unique<CommandHost>(testing::testConfig(), std::move(options), out, builtinCommands());
+    host = std::make_unique<CommandHost>(testing::testConfig(), testing::scriptedHostOptions(transport), out,
+                                         builtinCommands());
   }
 
   Lines run(std::initializer_list<std::string_view> commands) {

@@ -3,11 +3,8 @@
 // confirms the stored bundle, an outage serves it stale, and reports arrive as telemetry.
 #include <gtest/gtest.h>
 
-#include "tarnwell/core/tarnwell.h"
-#include "tarnwell/platform/curl_http_transport.h"
-#include "tarnwell/platform/memory_key_value_store.h"
 #include "tarnwell/platform/virtual_clock.h"
-#include "tests/gateway/gateway_fixture.h"
+#include "tests/integration/sdk_gateway_fixture.h"
 #include "tests/support/log_recorder.h"
 
 namespace tarnwell {
@@ -22,41 +19,20 @@ std::string flagsSection(std::string_view bannerDefault) {
      "variations":"[{\"id\":\"only\",\"name\":\"Only\",\"value\":\"x\"}]"}]})";
 }
 
-struct ContentRefreshTest : gateway::GatewayServerTest {
+struct ContentRefreshTest : testing::SdkOverGatewayTest {
   testing::LogRecorder log;
   std::shared_ptr<VirtualClock> sdkClock = std::make_shared<VirtualClock>(fromEpochSeconds(1'800'000'000));
-  std::unique_ptr<Tarnwell> sdk;
 
   void SetUp() override {
-    gateway::GatewayServerTest::SetUp();
+    SdkOverGatewayTest::SetUp();
     postContent(flagsSection("one"));
     HostOptions options;
-    options.store = std::make_shared<MemoryKeyValueStore>();
-    options.mainContextMode = MainContext::Mode::hostPumped;
-    options.transport = std::make_shared<CurlHttpTransport>();
     options.clock = sdkClock;
-    options.deviceInfo = iosDeviceProfile;
-    sdk = std::make_unique<Tarnwell>(std::move(options));
-    TarnwellSDKConfig config;
-    config.apiKey = "key-good";
-    config.environment = "debug";
-    config.appwrite = {server_->url(), gateway::kProjectId, "db", gateway::kFunctionId, std::nullopt, std::nullopt};
-    std::optional<SDKState> started;
-    sdk->initialize(config, [&](const SDKState& state) { started = state; });
-    ASSERT_TRUE(pumpUntil([&] { return started.has_value(); }));
-    ASSERT_EQ(*started, SDKState::ready());
+    startSdk(std::move(options));
   }
   void postContent(const std::string& body) {
     const httplib::Result result = gateway().postJSON("/__gateway/content", body);
     ASSERT_TRUE(result && result->status == 200) << body;
-  }
-  bool pumpUntil(const std::function<bool()>& condition) {
-    const auto cap = std::chrono::steady_clock::now() + 60s;
-    while (!condition()) {
-      if (std::chrono::steady_clock::now() > cap) return false;
-      sdk->mainContext().runFor(5ms);
-    }
-    return true;
   }
   void advance(std::chrono::seconds by) {
     sdkClock->advance(by, [this] { sdk->mainContext().poll(); });

@@ -2,46 +2,20 @@
 // stores after identify, track, flush, background and shutdown, and what survives its outages.
 #include <gtest/gtest.h>
 
-#include "tarnwell/core/tarnwell.h"
-#include "tarnwell/platform/curl_http_transport.h"
-#include "tarnwell/platform/memory_key_value_store.h"
-#include "tests/gateway/gateway_fixture.h"
+#include "tests/integration/sdk_gateway_fixture.h"
 #include "tests/support/log_recorder.h"
 
 namespace tarnwell {
 namespace {
 
-struct EventPathTest : gateway::GatewayServerTest {
+struct EventPathTest : testing::SdkOverGatewayTest {
   testing::LogRecorder log;
-  std::shared_ptr<MemoryKeyValueStore> store = std::make_shared<MemoryKeyValueStore>();
-  std::unique_ptr<Tarnwell> sdk;
 
   void SetUp() override {
-    gateway::GatewayServerTest::SetUp();
-    HostOptions options;
-    options.store = store;
-    options.mainContextMode = MainContext::Mode::hostPumped;
-    options.transport = std::make_shared<CurlHttpTransport>();
-    options.deviceInfo = iosDeviceProfile;
-    sdk = std::make_unique<Tarnwell>(std::move(options));
-    TarnwellSDKConfig config;
-    config.apiKey = "key-good";
-    config.environment = "debug";
-    config.appwrite = {server_->url(), gateway::kProjectId, "db", gateway::kFunctionId, std::nullopt, std::nullopt};
-    std::optional<SDKState> started;
-    sdk->initialize(config, [&](const SDKState& state) { started = state; });
-    ASSERT_TRUE(pumpUntil([&] { return started.has_value(); }));
-    ASSERT_EQ(*started, SDKState::ready());
+    SdkOverGatewayTest::SetUp();
+    startSdk();
   }
 
-  bool pumpUntil(const std::function<bool()>& condition) {
-    const auto cap = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (!condition()) {
-      if (std::chrono::steady_clock::now() > cap) return false;
-      sdk->mainContext().runFor(std::chrono::milliseconds(5));
-    }
-    return true;
-  }
   std::vector<JSONValue> stored(const std::string& path) {
     const JSONValue answer = gateway().getJSON(path);
     return answer["items"].isArray() ? *answer["items"].asArray() : std::vector<JSONValue>{};
