@@ -29,6 +29,14 @@ void Tarnwell::Impl::spawnThen(asio::awaitable<void> work, std::function<void()>
   }(std::move(work), std::move(completion)));
 }
 
+asio::awaitable<void> Tarnwell::Impl::readStoredRuntimeBundle(
+    std::function<void(std::optional<RuntimeBundle>)> completion) {
+  // Decoding a bundle of some hundred kilobytes stays off the main context.
+  std::optional<RuntimeBundle> bundle =
+      co_await pool->run([bundles = makeRuntimeBundleRepository()] { return bundles.readCachedBundle(); });
+  if (completion) completion(std::move(bundle));
+}
+
 // ---- Public refresh operations -------------------------------------------------------------
 
 void Tarnwell::refreshAllContent(std::function<void()> completion) {
@@ -44,8 +52,8 @@ void Tarnwell::refreshFeatureFlags(bool force, std::function<void()> completion)
 }
 
 void Tarnwell::getStoredRuntimeBundle(std::function<void(std::optional<RuntimeBundle>)> completion) {
-  impl_->runOnMain([impl = impl_.get(), completion = std::move(completion)] {
-    if (completion) completion(impl->makeRuntimeBundleRepository().readCachedBundle());
+  impl_->runOnMain([impl = impl_.get(), completion = std::move(completion)]() mutable {
+    impl->spawnOnMain(impl->readStoredRuntimeBundle(std::move(completion)));
   });
 }
 

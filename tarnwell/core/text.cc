@@ -61,6 +61,11 @@ std::string_view trimWhitespaceAndNewlines(std::string_view text) noexcept {
   return text;
 }
 
+bool equalsIgnoringAsciiCase(std::string_view a, std::string_view b) noexcept {
+  const auto fold = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
+  return std::ranges::equal(a, b, [&](char x, char y) { return fold(x) == fold(y); });
+}
+
 std::string toLowerAscii(std::string_view text) {
   std::string lower(text);
   for (char& c : lower) {

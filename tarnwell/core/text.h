@@ -26,5 +26,8 @@ TARNWELL_API std::string_view trimWhitespaceAndNewlines(std::string_view text) n
 
 // A copy of `text` with 'A'-'Z' turned into 'a'-'z'; every other byte is kept as it is.
 TARNWELL_API std::string toLowerAscii(std::string_view text);
+// Whether `a` and `b` are equal when 'A'-'Z' count as 'a'-'z': for identifiers, header names
+// and operator words, which need no locale.
+TARNWELL_API bool equalsIgnoringAsciiCase(std::string_view a, std::string_view b) noexcept;
 
 }  // namespace tarnwell

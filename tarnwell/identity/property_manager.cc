@@ -20,13 +20,9 @@ std::string withoutDashes(std::string text) {
   return text;
 }
 
-char foldAsciiCase(char c) noexcept { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
 const JSONValue* findIgnoringAsciiCase(const JSONObject& map, std::string_view field) noexcept {
   for (const auto& [key, value] : map) {
-    if (std::ranges::equal(key, field, [](char a, char b) { return foldAsciiCase(a) == foldAsciiCase(b); })) {
-      return &value;
-    }
+    if (equalsIgnoringAsciiCase(key, field)) return &value;
   }
   return nullptr;
 }

@@ -15,12 +15,6 @@ namespace {
 
 enum class Operator { equals, notEquals, contains, in, greaterThan, greaterThanEquals, lessThan, lessThanEquals };
 
-char foldAsciiCase(char c) noexcept { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-bool equalsIgnoringAsciiCase(std::string_view a, std::string_view b) noexcept {
-  return std::ranges::equal(a, b, [](char x, char y) { return foldAsciiCase(x) == foldAsciiCase(y); });
-}
-
 bool containsIgnoringAsciiCase(std::string_view text, std::string_view part) noexcept {
   if (part.size() > text.size()) return false;
   for (std::size_t at = 0; at + part.size() <= text.size(); ++at) {

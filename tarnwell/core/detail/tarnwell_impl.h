@@ -87,6 +87,7 @@ struct Tarnwell::Impl {
   asio::awaitable<void> refreshFeatureFlags(bool force);
   // Runs `work` on the main context and calls `completion` there when it has ended.
   void spawnThen(asio::awaitable<void> work, std::function<void()> completion);
+  asio::awaitable<void> readStoredRuntimeBundle(std::function<void(std::optional<RuntimeBundle>)> completion);
   asio::awaitable<void> readFeatureFlagValue(std::string key, std::function<void(std::optional<JSONValue>)> completion);
   asio::awaitable<void> readExperimentVariation(std::string key,
                                                 std::function<void(std::optional<Variation>)> completion);
