@@ -39,14 +39,6 @@ TEST_F(EventFlushTest, AForcedFlushDrainsInBatchesInOrderOfAge) {
   EXPECT_EQ(storedText(), std::nullopt);
 }
 
-TEST_F(EventFlushTest, ANonForcedFlushSendsOneBatch) {
-  restoreQueue(5, 2);
-  answerAll(true);
-  EXPECT_TRUE(flush(false));
-  EXPECT_EQ(sentNames(), (Batches{{"e0", "e1"}}));
-  EXPECT_EQ(storedText(), arrayOf({"e2", "e3", "e4"}));
-}
-
 TEST_F(EventFlushTest, AFailedSendPutsTheBatchBackAtTheFrontInOrder) {
   restoreQueue(5, 2);
   answerAll(false);
@@ -215,16 +207,6 @@ TEST_F(EventFlushTest, RestoreKeepsTheNewestAndHappensOnlyIntoAnEmptyQueue) {
   configure(events);  // the queue holds "a": the store is not read
   EXPECT_EQ(queued(), 1u);
   EXPECT_EQ(logs.lines().size(), 1u);
-}
-
-TEST_F(EventFlushTest, AnEmptyOrMissingStoredQueueRestoresSilently) {
-  configure(quietConfig());
-  store.setBytes(EventManager::kQueueStorageKey, asBytes("[]"));
-  configure(quietConfig());
-  store.setString(EventManager::kQueueStorageKey, arrayOf({"e0"}));  // text, not data: none
-  configure(quietConfig());
-  EXPECT_EQ(queued(), 0u);
-  EXPECT_TRUE(logs.lines().empty());
 }
 
 TEST_F(EventFlushTest, AStoredQueueThatDoesNotDecodeIsRemoved) {

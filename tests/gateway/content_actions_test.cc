@@ -133,21 +133,6 @@ TEST_F(ContentActionsTest, PostedContentReplacesTheSectionsItGivesAndOnlyTheirMa
   EXPECT_EQ(gateway().call("bootstrap", {{"apiKey", "key-good"}, {"environment", "debug"}})["ok"].encode(), "true");
 }
 
-TEST_F(ContentActionsTest, PostedCoordinatesAndKeysTakeEffectForTheNextCall) {
-  const httplib::Result posted = gateway().postJSON(
-      "/__gateway/content", R"({"projectId":"proj-moved","apiKeys":[{"key":"key-new","organizationId":"o","projectId":"p",)"
-                            R"("appId":"a","teamId":"t","apiKeyId":"i","environments":["debug"]}]})");
-  ASSERT_TRUE(posted && posted->status == 200) << (posted ? posted->body : httplib::to_string(posted.error()));
-
-  const httplib::Result oldProject = gateway().post("get_surveys", {});
-  ASSERT_TRUE(oldProject) << httplib::to_string(oldProject.error());
-  EXPECT_EQ(oldProject->status, 401);
-  testing::GatewayClient moved(server_->url(), "proj-moved", kFunctionId);
-  EXPECT_EQ(moved.call("bootstrap", {{"apiKey", "key-good"}, {"environment", "debug"}}).encode(),
-            R"({"ok":false,"error":"Invalid API key"})");
-  EXPECT_EQ(moved.call("get_surveys", {})["data"]["items"].encode(), kSurveys);
-}
-
 TEST_F(ContentActionsTest, RefusesContentThatDoesNotFitAndKeepsServingTheOld) {
   const JSONValue before = versions();
   const std::vector<std::pair<std::string, std::string>> bodies = {

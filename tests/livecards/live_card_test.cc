@@ -124,37 +124,5 @@ TEST(LiveCardTest, StructureReadsIconUrlAndCarouselItems) {
             std::nullopt);
 }
 
-TEST(LiveCardTest, ConfigKeepsBorderRadiusWholeAndCornerRadiusFractional) {
-  const auto config =
-      cardWith(&LiveCard::configJSON,
-               R"({"style":{"borderRadius":12,"cornerRadius":16.5,"gradientColors":["#000","#FFF"],)"
-               R"("iconWidth":24,"cardHeight":140},"behavior":{"showCloseButton":true,"displayDuration":5},)"
-               R"("layout":{"width":0.75,"height":120},"segmentation":{"tier":"gold"}})")
-          .config();
-  ASSERT_TRUE(config.has_value());
-  EXPECT_EQ(config->style->borderRadius, 12);
-  EXPECT_EQ(config->style->cornerRadius, 16.5);
-  EXPECT_EQ(config->style->iconWidth, 24.0);
-  EXPECT_EQ(config->layout->height, 120);
-  EXPECT_EQ(LiveCardConfig::decode(config->encode()), *config);
-}
-
-TEST(LiveCardTest, TargetingRoundTripsItsRulesAndCarriedLists) {
-  const auto targeting =
-      cardWith(&LiveCard::targetingJSON,
-               R"({"rules":[{"id":"r1","enabled":true,"requireAllConditions":true,"conditions":)"
-               R"([{"field":"country","operator":"equals","value":"DE","enabled":true}]}],)"
-               R"("matchType":"all","audience":"all","percentage":0,"platforms":["ios","linux"],)"
-               R"("behavioralTrigger":{"enabled":true,"eventName":"open","operator":"gte","count":3},)"
-               R"("requireUserProperties":{"beta":true},"minSessions":2})")
-          .targeting();
-  ASSERT_TRUE(targeting.has_value());
-  EXPECT_EQ(targeting->percentage, 0);
-  EXPECT_EQ(targeting->rules.at(0).conditions.at(0).op, "equals");
-  EXPECT_EQ(targeting->behavioralTrigger->count, 3);
-  EXPECT_EQ(targeting->platforms, (std::vector<std::string>{"ios", "linux"}));
-  EXPECT_EQ(LiveCardTargeting::decode(targeting->encode()), *targeting);
-}
-
 }  // namespace
 }  // namespace tarnwell

@@ -85,26 +85,6 @@ struct HeldTransport : HttpTransport {
   std::shared_ptr<Transfer> last;
 };
 
-TEST_F(AsyncTest, SendRequestDeliversTheResponseOnTheCallersExecutor) {
-  HeldTransport transport;
-  std::optional<int> status;
-  spawn([&]() -> asio::awaitable<void> {
-    HttpRequest request;
-    HttpResult result = co_await detail::sendRequest(transport, std::move(request));
-    EXPECT_TRUE(main.runningInThisThread());
-    status = std::get<HttpResponse>(result).status;
-  });
-  settle();
-  ASSERT_TRUE(transport.last);
-  std::thread io([&] { HttpResponse response;
-    response.status = 204;
-    std::exchange(transport.last->completion, nullptr)(response); });
-  io.join();
-  EXPECT_FALSE(status);
-  settle();
-  EXPECT_EQ(status, 204);
-}
-
 TEST_F(AsyncTest, CancellingTheAwaitingOperationCancelsTheTransfer) {
   HeldTransport transport;
   asio::cancellation_signal signal;

@@ -64,22 +64,5 @@ TEST(SurveyTargetingTest, TriggerCountRuleReadsOperatorAndIgnoresAKeyNamedOp) {
             std::nullopt);  // "enabled" is required
 }
 
-TEST(SurveyConfigTest, RoundTripsStyleBehaviorLayoutAndCarriedMaps) {
-  Survey survey;
-  survey.configJSON = R"({"style":{"textColor":"#111111","shadow":false},)"
-                      R"("behavior":{"allowSkip":true,"displayDuration":10},)"
-                      R"("layout":{"position":"center","width":320,"maxWidth":400},)"
-                      R"("targeting":{"legacy":true},"segmentation":{"tier":["a","b"]}})";
-  const auto config = survey.config();
-  ASSERT_TRUE(config.has_value());
-  EXPECT_EQ(config->layout->width, 320.0);
-  EXPECT_EQ(config->behavior->displayDuration, 10);
-  EXPECT_EQ(config->segmentation->find("tier")->asArray()->size(), 2u);
-  EXPECT_EQ(SurveyConfig::decode(config->encode()), *config);
-
-  survey.configJSON = R"({"layout":{"maxWidth":400.5}})";
-  EXPECT_EQ(survey.config(), std::nullopt);
-}
-
 }  // namespace
 }  // namespace tarnwell
