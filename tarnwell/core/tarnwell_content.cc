@@ -32,8 +32,8 @@ void Tarnwell::Impl::spawnThen(asio::awaitable<void> work, std::function<void()>
 asio::awaitable<void> Tarnwell::Impl::readStoredRuntimeBundle(
     std::function<void(std::optional<RuntimeBundle>)> completion) {
   // Decoding a bundle of some hundred kilobytes stays off the main context.
-  std::optional<RuntimeBundle> bundle =
-      co_await pool->run([bundles = makeRuntimeBundleRepository()] { return bundles.readCachedBundle(); });
+  auto read = [bundles = makeRuntimeBundleRepository()] { return bundles.readCachedBundle(); };
+  std::optional<RuntimeBundle> bundle = co_await pool->run(std::move(read));
   if (completion) completion(std::move(bundle));
 }
 

@@ -142,9 +142,10 @@ class WorkerPool {
   template <typename Fn>
   asio::awaitable<std::invoke_result_t<Fn>> run(Fn fn) {
     using Result = std::invoke_result_t<Fn>;
-    co_return co_await asio::co_spawn(
-        pool_.get_executor(), [fn = std::move(fn)]() mutable -> asio::awaitable<Result> { co_return fn(); },
-        asio::use_awaitable);
+    // The work is bound to a local first: g++ 12 destroys a temporary inside a co_await
+    // expression twice, which frees whatever the callable owns too early.
+    auto work = [fn = std::move(fn)]() mutable -> asio::awaitable<Result> { co_return fn(); };
+    co_return co_await asio::co_spawn(pool_.get_executor(), std::move(work), asio::use_awaitable);
   }
 
  private:
