@@ -1,14 +1,26 @@
 // Content refresh: when each kind of content is asked for, gated by its time to live.
 #include <asio/co_spawn.hpp>
+#include <asio/experimental/awaitable_operators.hpp>
 
 #include "tarnwell/core/detail/tarnwell_impl.h"
 
 namespace tarnwell {
 
 asio::awaitable<void> Tarnwell::Impl::refreshAllContent() {
-  // Surveys, announcements and live cards (the latter always forced) join here once their
-  // delivery managers exist; until then their gates are closed.
-  co_await refreshFeatureFlags(false);
+  // Four tasks in parallel on the main context, sharing nothing but the stored bundle. Live
+  // cards alone are forced: every call refetches them whatever their stamp says.
+  using namespace asio::experimental::awaitable_operators;
+  auto flags = refreshFeatureFlags(false);
+  auto surveys = refreshDeliveredContent(DeliveredContent::surveys, false);
+  auto announcements = refreshDeliveredContent(DeliveredContent::announcements, false);
+  auto liveCards = refreshDeliveredContent(DeliveredContent::liveCards, true);
+  co_await (std::move(flags) && std::move(surveys) && std::move(announcements) && std::move(liveCards));
+}
+
+asio::awaitable<void> Tarnwell::Impl::refreshDeliveredContent(DeliveredContent, bool) {
+  // The gate of each of these kinds is its delivery manager. None is built in this release, so
+  // the gate is closed: the refresh ends without effect and leaves the kind's stamp absent.
+  co_return;
 }
 
 asio::awaitable<void> Tarnwell::Impl::refreshFeatureFlags(bool force) {
@@ -57,18 +69,23 @@ void Tarnwell::getStoredRuntimeBundle(std::function<void(std::optional<RuntimeBu
   });
 }
 
-void Tarnwell::refreshSurveys(bool, std::function<void()> completion) {
-  impl_->runOnMain([completion = std::move(completion)] {
-    if (completion) completion();
+void Tarnwell::Impl::refreshDeliveredContentThen(DeliveredContent kind, bool force,
+                                                 std::function<void()> completion) {
+  runOnMain([this, kind, force, completion = std::move(completion)]() mutable {
+    spawnThen(refreshDeliveredContent(kind, force), std::move(completion));
   });
 }
 
+void Tarnwell::refreshSurveys(bool force, std::function<void()> completion) {
+  impl_->refreshDeliveredContentThen(Impl::DeliveredContent::surveys, force, std::move(completion));
+}
+
 void Tarnwell::refreshAnnouncements(bool force, std::function<void()> completion) {
-  refreshSurveys(force, std::move(completion));
+  impl_->refreshDeliveredContentThen(Impl::DeliveredContent::announcements, force, std::move(completion));
 }
 
 void Tarnwell::refreshLiveCards(bool force, std::function<void()> completion) {
-  refreshSurveys(force, std::move(completion));
+  impl_->refreshDeliveredContentThen(Impl::DeliveredContent::liveCards, force, std::move(completion));
 }
 
 }  // namespace tarnwell

@@ -62,6 +62,26 @@ TEST_F(TarnwellFlagsTest, RefreshWaitsForTheTimeToLiveUnlessForced) {
   EXPECT_EQ(sdk.sent("get_runtime_bundle").size(), 3u);
 }
 
+TEST_F(TarnwellFlagsTest, RefreshAllContentGatesFlagsAndEndsAtTheClosedDeliveryGates) {
+  ASSERT_EQ(sdk.start(), SDKState::ready());
+  sdk.advance(1000s);
+  auto refreshAll = [&] {
+    bool done = false;
+    sdk->refreshAllContent([&] { done = true; });
+    ASSERT_TRUE(sdk.waitUntil([&] { return done; }));
+  };
+  refreshAll();
+  refreshAll();
+  EXPECT_EQ(sdk.sent("get_runtime_bundle").size(), 2u);
+
+  // Without delivery managers even a forced live-card refresh finishes without asking anything.
+  bool done = false;
+  sdk->refreshLiveCards(true, [&] { done = true; });
+  ASSERT_TRUE(sdk.waitUntil([&] { return done; }));
+  EXPECT_EQ(sdk.sent("get_runtime_bundle").size(), 2u);
+  EXPECT_TRUE(sdk.sent("get_live_cards").empty());
+}
+
 TEST_F(TarnwellFlagsTest, ExperimentOperationsReachTheAssignedVariation) {
   ASSERT_EQ(sdk.start(), SDKState::ready());
   std::optional<std::optional<ExperimentConfig>> config;

@@ -85,6 +85,10 @@ struct Tarnwell::Impl {
   // ---- Content and flags (tarnwell_content.cc, tarnwell_flags.cc) -------------------------
   asio::awaitable<void> refreshAllContent();
   asio::awaitable<void> refreshFeatureFlags(bool force);
+  // The kinds whose refresh feeds a delivery manager's published list.
+  enum class DeliveredContent { surveys, announcements, liveCards };
+  asio::awaitable<void> refreshDeliveredContent(DeliveredContent kind, bool force);
+  void refreshDeliveredContentThen(DeliveredContent kind, bool force, std::function<void()> completion);
   // Runs `work` on the main context and calls `completion` there when it has ended.
   void spawnThen(asio::awaitable<void> work, std::function<void()> completion);
   asio::awaitable<void> readStoredRuntimeBundle(std::function<void(std::optional<RuntimeBundle>)> completion);
