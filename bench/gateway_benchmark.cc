@@ -1,12 +1,16 @@
 // The cost of one gateway call over loopback next to a raw libcurl POST of the same bytes to
-// the same server, and a whole start-up from initialize to ready.
+// the same server, the thread hand-over that an own I/O thread adds, and a whole start-up from
+// initialize to ready.
 #include <curl/curl.h>
 
 #include <asio/co_spawn.hpp>
+#include <asio/executor_work_guard.hpp>
 #include <asio/io_context.hpp>
+#include <asio/post.hpp>
 #include <asio/use_future.hpp>
 
 #include <future>
+#include <thread>
 
 #include "bench/ratio_reporter.h"
 #include "tarnwell/backend/detail/runtime_gateway_repository.h"
@@ -92,6 +96,25 @@ void BM_GatewayExecute(benchmark::State& state) {
 }
 BENCHMARK(BM_GatewayExecute)->UseRealTime();
 
+// A round trip between the caller's context and another thread's, with nothing sent: the floor
+// that any transport with an I/O thread of its own adds to a gateway call on this machine.
+void BM_ThreadHandOffRoundTrip(benchmark::State& state) {
+  asio::io_context caller;
+  asio::io_context other;
+  // Neither context may run out of work while the reply is on its way.
+  auto callerWaits = asio::make_work_guard(caller);
+  auto keepRunning = asio::make_work_guard(other);
+  std::thread otherThread([&] { other.run(); });
+  for (auto _ : state) {
+    bool back = false;
+    asio::post(other, [&] { asio::post(caller, [&] { back = true; }); });
+    while (!back) caller.run_one();
+  }
+  keepRunning.reset();
+  otherThread.join();
+}
+BENCHMARK(BM_ThreadHandOffRoundTrip)->UseRealTime();
+
 void BM_StartUpToReady(benchmark::State& state) {
   tarnwell::TarnwellSDKConfig config;
   config.apiKey = "tw_bench";
@@ -116,5 +139,7 @@ BENCHMARK(BM_StartUpToReady)->UseManualTime()->Unit(benchmark::kMicrosecond);
 }  // namespace
 
 int main(int argc, char** argv) {
-  return tarnwell::bench::runWithRatios(argc, argv, {{"BM_GatewayExecute/real_time", "BM_RawCurlPost/real_time", 1.3}});
+  return tarnwell::bench::runWithRatios(argc, argv,
+                                        {{"BM_GatewayExecute/real_time", "BM_RawCurlPost/real_time", 1.3},
+                                         {"BM_ThreadHandOffRoundTrip/real_time", "BM_RawCurlPost/real_time", 0}});
 }
