@@ -34,6 +34,11 @@ LoopbackServer::LoopbackServer() {
   server_.set_keep_alive_timeout(1);
   // Without it a response written in two pieces waits out the client's delayed acknowledgement.
   server_.set_tcp_nodelay(true);
+  // The hook sees the listening socket before it is bound; start() needs it to widen the backlog.
+  server_.set_socket_options([this](int fd) {
+    httplib::default_socket_options(fd);
+    listeningFd_ = fd;
+  });
 }
 
 LoopbackServer::~LoopbackServer() { stop(); }
@@ -41,6 +46,9 @@ LoopbackServer::~LoopbackServer() { stop(); }
 bool LoopbackServer::start() {
   port_ = server_.bind_to_any_port("127.0.0.1");
   if (port_ <= 0) return false;
+  // cpp-httplib listens with a backlog of 5: many clients connecting at once would lose their
+  // SYNs and wait out the kernel's retransmission, seconds each. Listening again widens it.
+  ::listen(listeningFd_, SOMAXCONN);
   thread_ = std::thread([this] { server_.listen_after_bind(); });
   // httplib offers no readiness signal; the cap keeps a broken start from hanging the test.
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);

@@ -43,6 +43,7 @@ class LoopbackServer {
  private:
   httplib::Server server_;
   std::thread thread_;
+  int listeningFd_ = -1;
   int port_ = 0;
 };
 
