@@ -1,7 +1,10 @@
 // What the command-line host's tests share: backend replies, a configuration, a store that
-// already knows its user, and the result lines of an output.
+// already knows its user, the result lines of an output, and a host over a scripted transport.
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <initializer_list>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -12,6 +15,8 @@
 #include "tarnwell/core/tarnwell.h"
 #include "tarnwell/platform/http_transport.h"
 #include "tarnwell/platform/memory_key_value_store.h"
+#include "tarnwell/platform/scripted_http_transport.h"
+#include "tools/cli/command_host.h"
 
 namespace tarnwell::cli::testing {
 
@@ -64,5 +69,31 @@ inline std::vector<std::string> resultLines(const std::string& output) {
   }
   return lines;
 }
+
+// The gateway input of a request, {"action", "payload", ...}: the "body" of the execution it posts.
+inline JSONValue gatewayInput(const HttpRequest& request) {
+  return JSONValue::decode(JSONValue::decode(request.body)["body"].asString()->view());
+}
+
+// A command host over a scripted transport, its output kept for the lines each command prints.
+struct CommandHostFixture : ::testing::Test {
+  std::shared_ptr<ScriptedHttpTransport> transport = std::make_shared<ScriptedHttpTransport>();
+  std::ostringstream out;
+  std::unique_ptr<CommandHost> host;
+
+  void startHost(HostOptions options, std::chrono::milliseconds waitLimit = CommandHost::kDefaultWaitLimit) {
+    host = std::make_unique<CommandHost>(testConfig(), std::move(options), out, builtinCommands(), waitLimit);
+  }
+
+  // Every line printed by these commands (and only by them).
+  std::vector<std::string> run(std::initializer_list<std::string_view> commands) {
+    out.str("");
+    for (std::string_view command : commands) host->execute(command);
+    std::vector<std::string> lines;
+    std::istringstream printed(out.str());
+    for (std::string line; std::getline(printed, line);) lines.push_back(line);
+    return lines;
+  }
+};
 
 }  // namespace tarnwell::cli::testing

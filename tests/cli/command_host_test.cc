@@ -6,7 +6,6 @@
 #include <sstream>
 #include <thread>
 
-#include "tarnwell/platform/scripted_http_transport.h"
 #include "tarnwell/platform/uuid.h"
 #include "tests/cli/cli_test_support.h"
 #include "tests/support/log_recorder.h"
@@ -27,41 +26,16 @@ const std::string kReadyDebugLine =
     R"("sessionId":"session_)" + UuidGenerator(kUuidSeed).next() +
     R"(","teamId":"team_1","environment":"stage","appId":"app_1"})";
 
-struct CommandHostTest : ::testing::Test {
-  std::shared_ptr<ScriptedHttpTransport> transport = std::make_shared<ScriptedHttpTransport>();
+struct CommandHostTest : testing::CommandHostFixture {
   tarnwell::testing::LogRecorder log;
-  std::ostringstream out;
-  std::unique_ptr<CommandHost> host;
 
   void start(MainContext::Mode mode = MainContext::Mode::hostPumped,
              std::chrono::milliseconds waitLimit = CommandHost::kDefaultWaitLimit) {
     HostOptions options = testing::scriptedHostOptions(transport, mode);
     options.uuidSeed = kUuidSeed;
-    host = std::make_unique<CommandHost>(testing::testConfig(), std::move(options), out, builtinCommands(),
-                                         waitLimit);
-  }
-
-  // Every line printed by these commands (and only by them).
-  Lines run(std::initializer_list<std::string_view> commands) {
-    out.str("");
-    for (std::string_view command : commands) host->execute(command);
-    Lines lines;
-    std::istringstream printed(out.str());
-    for (std::string line; std::getline(printed, line);) lines.push_back(line);
-    return lines;
+    startHost(std::move(options), waitLimit);
   }
 };
-
-TEST_F(CommandHostTest, InitAfterAGoodBootstrapMakesTheSdkReadyForTheTenant) {
-  start();
-  transport->enqueue(reply(kGoodBootstrap));
-  EXPECT_EQ(run({"init", "state", "debug"}),
-            (Lines{R"({"cmd":"init","state":"ready"})", R"({"cmd":"state","state":"ready"})",
-                   std::string(kReadyDebugLine)}));
-  // The bootstrap first; the session start and user sync that follow it share the URL.
-  ASSERT_GE(transport->requests().size(), 1u);
-  EXPECT_EQ(transport->requests()[0].url, "https://gateway.test/v1/functions/fn/executions");
-}
 
 TEST_F(CommandHostTest, InitAfterARejectedKeyReportsTheErrorStateWithItsText) {
   start();
@@ -135,19 +109,18 @@ TEST_F(CommandHostTest, BlankLinesAndCommentsPrintNothingAndBlanksAroundACommand
   EXPECT_TRUE(transport->requests().empty());
 }
 
-TEST_F(CommandHostTest, RunStopsReadingAtQuitAndShutsTheSdkDown) {
+TEST_F(CommandHostTest, RunStopsReadingAtQuitOrTheEndOfTheInputAndShutsTheSdkDown) {
   start();
-  std::istringstream input("state\nquit\nstate\n");
-  EXPECT_EQ(host->run(input), 0);
+  std::istringstream quitting("state\nquit\nstate\n");
+  EXPECT_EQ(host->run(quitting), 0);
   EXPECT_EQ(out.str(), "{\"cmd\":\"state\",\"state\":\"notInitialized\"}\n{\"cmd\":\"quit\"}\n");
   EXPECT_EQ(host->sdk().getState(), SDKState::shutdown());
-}
 
-TEST_F(CommandHostTest, RunShutsTheSdkDownAtTheEndOfTheInput) {
+  out.str("");
   start();
   transport->enqueue(reply(kGoodBootstrap));
-  std::istringstream input("init\n\n# done\n");
-  EXPECT_EQ(host->run(input), 0);
+  std::istringstream ending("init\n\n# done\n");
+  EXPECT_EQ(host->run(ending), 0);
   EXPECT_EQ(out.str(), "{\"cmd\":\"init\",\"state\":\"ready\"}\n");
   EXPECT_EQ(host->sdk().getState(), SDKState::shutdown());
 }
@@ -158,8 +131,9 @@ struct CommandHostModeTest : CommandHostTest, ::testing::WithParamInterface<Main
 TEST_P(CommandHostModeTest, InitAndShutdownReportTheStateTheyWaitedFor) {
   start(GetParam());
   transport->enqueue(reply(kGoodBootstrap));
-  EXPECT_EQ(run({"init", "sleep 1", "shutdown", "state"}),
-            (Lines{R"({"cmd":"init","state":"ready"})", R"({"cmd":"sleep","ok":true})",
+  EXPECT_EQ(run({"init", "state", "sleep 1", "shutdown", "state"}),
+            (Lines{R"({"cmd":"init","state":"ready"})", R"({"cmd":"state","state":"ready"})",
+                   R"({"cmd":"sleep","ok":true})",
                    R"({"cmd":"shutdown","state":"shutdown"})", R"({"cmd":"state","state":"shutdown"})"}));
 }
 

@@ -1,46 +1,29 @@
 // The identity and event commands against a scripted gateway that answers every action.
 #include <gtest/gtest.h>
 
-#include <sstream>
-
-#include "tarnwell/platform/scripted_http_transport.h"
 #include "tests/cli/cli_test_support.h"
-#include "tools/cli/builtin_commands.h"
-#include "tools/cli/command_host.h"
 
 namespace tarnwell::cli {
 namespace {
 
 using Lines = std::vector<std::string>;
 
-struct EventCommandsTest : ::testing::Test {
-  std::shared_ptr<ScriptedHttpTransport> transport = std::make_shared<ScriptedHttpTransport>();
-  std::ostringstream out;
-  std::unique_ptr<CommandHost> host;
-
+struct EventCommandsTest : testing::CommandHostFixture {
   void SetUp() override {
     transport->setResponder([](const HttpRequest& request) -> HttpResult {
-      const JSONValue input = JSONValue::decode(JSONValue::decode(request.body)["body"].asString()->view());
-      const std::string action = input["action"].asString()->str();
+      const std::optional<std::string> action = testing::gatewayInput(request)["action"].stringValue();
       if (action == "bootstrap") return testing::reply(testing::kGoodBootstrap);
       if (action == "identify_user") return testing::reply(R"({"ok":true,"data":{"profileId":"prf-server"}})");
       return testing::reply(R"({"ok":true,"data":{}})");
     });
-    host = std::make_unique<CommandHost>(testing::testConfig(), testing::scriptedHostOptions(transport), out,
-                                         builtinCommands());
+    startHost(testing::scriptedHostOptions(transport));
     host->execute("init");
-  }
-
-  Lines run(std::initializer_list<std::string_view> commands) {
-    out.str("");
-    for (std::string_view command : commands) host->execute(command);
-    return testing::resultLines(out.str());
   }
 
   std::vector<JSONValue> sentEvents() {
     std::vector<JSONValue> events;
     for (const HttpRequest& request : transport->requests()) {
-      const JSONValue input = JSONValue::decode(JSONValue::decode(request.body)["body"].asString()->view());
+      const JSONValue input = testing::gatewayInput(request);
       if (input["action"] != JSONValue("track_event_batch")) continue;
       for (const JSONValue& item : *input["payload"]["items"].asArray()) events.push_back(item);
     }

@@ -1,12 +1,7 @@
 // The content and flag commands against a scripted gateway serving one runtime bundle.
 #include <gtest/gtest.h>
 
-#include <sstream>
-
-#include "tarnwell/platform/scripted_http_transport.h"
 #include "tests/cli/cli_test_support.h"
-#include "tools/cli/builtin_commands.h"
-#include "tools/cli/command_host.h"
 
 namespace tarnwell::cli {
 namespace {
@@ -24,16 +19,12 @@ constexpr std::string_view kBundle = R"({"ok":true,"data":{"versions":{"featureF
      "variations":"[{\"id\":\"v1\",\"name\":\"Blue\",\"value\":\"blue\"}]",
      "experimentConfig":"{\"hypothesis\":\"Blue sells\",\"goals\":[{\"id\":\"g1\"}]}"}]}}})";
 
-struct FlagCommandsTest : ::testing::Test {
-  std::shared_ptr<ScriptedHttpTransport> transport = std::make_shared<ScriptedHttpTransport>();
-  std::ostringstream out;
-  std::unique_ptr<CommandHost> host;
+struct FlagCommandsTest : testing::CommandHostFixture {
   int bundleRequests = 0;
 
   void SetUp() override {
     transport->setResponder([this](const HttpRequest& request) -> HttpResult {
-      const JSONValue input = JSONValue::decode(JSONValue::decode(request.body)["body"].asString()->view());
-      const std::string action = input["action"].asString()->str();
+      const std::optional<std::string> action = testing::gatewayInput(request)["action"].stringValue();
       if (action == "bootstrap") return testing::reply(testing::kGoodBootstrap);
       if (action == "get_runtime_bundle") {
         ++bundleRequests;
@@ -41,14 +32,7 @@ struct FlagCommandsTest : ::testing::Test {
       }
       return testing::reply(R"({"ok":true,"data":{}})");
     });
-    host = std::make_unique<CommandHost>(testing::testConfig(), testing::scriptedHostOptions(transport), out,
-                                         builtinCommands());
-  }
-
-  Lines run(std::initializer_list<std::string_view> commands) {
-    out.str("");
-    for (std::string_view command : commands) host->execute(command);
-    return testing::resultLines(out.str());
+    startHost(testing::scriptedHostOptions(transport));
   }
 };
 

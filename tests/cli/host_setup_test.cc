@@ -36,32 +36,25 @@ struct HostSetupTest : ::testing::Test {
   }
 };
 
-TEST_F(HostSetupTest, ReadsTheConfigurationStoreAndScript) {
-  const HostSetup setup =
-      loadHostSetup(Arguments{"--store", "/tmp/s.sqlite", "--config", configPath, "--script", "run.txt"});
-  EXPECT_EQ(setup.config, testing::testConfig());
+TEST_F(HostSetupTest, ReadsTheConfigurationStoreAndScriptAndTheEndpointReplacesOnlyTheConfigurationsOwn) {
+  const HostSetup setup = loadHostSetup(Arguments{"--store", "/tmp/s.sqlite", "--config", configPath, "--script",
+                                                  "run.txt", "--endpoint", "http://127.0.0.1:8080/v1"});
+  TarnwellSDKConfig expected = testing::testConfig();
+  expected.appwrite.endpoint = "http://127.0.0.1:8080/v1";
+  EXPECT_EQ(setup.config, expected);
   EXPECT_EQ(setup.storePath, "/tmp/s.sqlite");
   EXPECT_EQ(setup.scriptPath, "run.txt");
 
   const HostSetup plain = loadHostSetup(Arguments{"--config", configPath});
+  EXPECT_EQ(plain.config, testing::testConfig());
   EXPECT_EQ(plain.storePath, std::nullopt);
   EXPECT_EQ(plain.scriptPath, std::nullopt);
 }
 
-TEST_F(HostSetupTest, EndpointReplacesOnlyTheConfigurationsEndpoint) {
-  TarnwellSDKConfig expected = testing::testConfig();
-  expected.appwrite.endpoint = "http://127.0.0.1:8080/v1";
-  EXPECT_EQ(loadHostSetup(Arguments{"--endpoint", "http://127.0.0.1:8080/v1", "--config", configPath}).config,
-            expected);
-}
-
 TEST_F(HostSetupTest, CommandLineErrorsSayWhatIsWrong) {
-  EXPECT_EQ(setupError({}), "missing --config FILE");
   EXPECT_EQ(setupError({"--store", "s.sqlite"}), "missing --config FILE");
-  EXPECT_EQ(setupError({"--config"}), "--config needs a value");
   EXPECT_EQ(setupError({"--config", configPath, "--endpoint"}), "--endpoint needs a value");
   EXPECT_EQ(setupError({"--config", configPath, "--verbose"}), "unknown argument: --verbose");
-  EXPECT_EQ(setupError({configPath}), "unknown argument: " + configPath);
 }
 
 TEST_F(HostSetupTest, ConfigFileErrorsNameTheFileAndTheProblem) {

@@ -127,16 +127,6 @@ TEST_F(FaultsTest, StoppingReleasesADelayedAnswer) {
   EXPECT_EQ(result->body, R"({"message":"The gateway is stopping","code":503,"type":"general_server_error"})");
 }
 
-TEST_F(FaultsTest, ADropClosesTheConnectionWithoutAnAnswer) {
-  addFault(R"({"action":"get_surveys","drop":true})");
-  const httplib::Result dropped = gateway().post("get_surveys", {});
-  EXPECT_FALSE(dropped);
-  EXPECT_EQ(dropped.error(), httplib::Error::Read);
-
-  EXPECT_EQ(statusOf("get_surveys"), 200);
-  EXPECT_EQ(outcomes(), (std::vector<std::string>{"null/\"drop\"", "200/null"}));
-}
-
 TEST_F(FaultsTest, ADropReachesTheSdkTransportAsATransportError) {
   CurlHttpTransport transport;
   const auto send = [&](std::string_view action) {
@@ -182,22 +172,14 @@ TEST_F(FaultsTest, RefusesAFaultThatDoesNotFitWith400) {
       {R"({"action":"*","status":503,"count":0})", R"(Invalid fault: "count" must be from 1 to 1000000)"},
       {R"({"action":"*","status":503,"count":1.5})", R"(Invalid fault: Expected a whole number at "count" but found a number)"},
       {R"({"action":"*","delayMs":-1})", R"(Invalid fault: "delayMs" must be from 0 to 600000)"},
-      {R"({"action":"*","drop":"yes"})", R"(Invalid fault: Expected a bool at "drop" but found text)"},
   };
   for (const auto& [body, message] : cases) {
     SCOPED_TRACE(body);
     const httplib::Result result = gateway().postJSON("/__gateway/faults", body);
     ASSERT_TRUE(result);
     EXPECT_EQ(result->status, 400);
-    const JSONValue answer = JSONValue::decode(result->body);
-    const JSONString* text = answer["message"].asString();
-    ASSERT_NE(text, nullptr) << result->body;
-    // The parser's own words follow a colon; the rest is ours, word for word.
-    if (message.ends_with(": ")) {
-      EXPECT_EQ(text->view().substr(0, message.size()), message);
-    } else {
-      EXPECT_EQ(text->view(), message);
-    }
+    const std::string text = JSONValue::decode(result->body)["message"].stringValue().value_or(result->body);
+    EXPECT_EQ(ourWords(text, message), message);
   }
   EXPECT_EQ(gateway().getJSON("/__gateway/faults").encode(), R"({"faults":[]})");
 }

@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <thread>
 
 #include <tarnwell/platform/virtual_clock.h>
@@ -43,6 +44,27 @@ inline bool eventually(const std::function<bool()>& condition) {
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
   return true;
+}
+
+// `message`, cut after `expected` when that ends in ": ": the parser's own words follow there,
+// the rest is ours, word for word.
+inline std::string_view ourWords(std::string_view message, std::string_view expected) {
+  return expected.ends_with(": ") ? message.substr(0, expected.size()) : message;
+}
+
+// The standard actions and "whoami", which answers with the session the caller's token belongs
+// to, as later actions will use it.
+inline ActionTable withWhoAmI() {
+  ActionTable actions = standardActions();
+  actions["whoami"] = [](ActionContext&, const ActionCall& call) {
+    if (!call.session) return ActionReply::failure("No session for " + call.sessionToken.value_or("no token"));
+    return ActionReply::success(JSONObject{{"apiKey", call.session->apiKey},
+                                           {"teamId", call.session->teamId},
+                                           {"apiKeyId", call.session->apiKeyId},
+                                           {"environment", call.session->environment},
+                                           {"createdAt", call.session->createdAt}});
+  };
+  return actions;
 }
 
 class GatewayServerTest : public ::testing::Test {

@@ -15,7 +15,7 @@ using namespace std::chrono_literals;
 
 class GatewayStoreFileTest : public GatewayServerTest {
  protected:
-  void SetUp() override { serve(testContent(), standardActions(), database_); }
+  void SetUp() override { serve(testContent(), withWhoAmI(), database_); }
   // The server lets go of the file before the folder goes.
   void TearDown() override {
     client_.reset();
@@ -37,6 +37,7 @@ class GatewayStoreFileTest : public GatewayServerTest {
 };
 
 TEST_F(GatewayStoreFileTest, WhatTheActionsStoredOutlivesTheServer) {
+  const std::string token = bootstrapToken();
   gateway().call("start_session", {{"snapshot", userSnapshot("prf_A")}});
   gateway().call("sync_user_state", {{"snapshot", userSnapshot("prf_A")}, {"incrementSessionCount", true}});
   gateway().call("identify_user",
@@ -50,8 +51,10 @@ TEST_F(GatewayStoreFileTest, WhatTheActionsStoredOutlivesTheServer) {
   const std::string before = inspection();
 
   clock_->advance(1s);
-  serve(testContent(), standardActions(), database_);
+  serve(testContent(), withWhoAmI(), database_);
   EXPECT_EQ(inspection(), before);
+  // The gateway still knows the caller its token was issued to.
+  EXPECT_EQ(gateway().call("whoami", {}, token)["data"]["apiKeyId"].encode(), R"("kid-1")");
   // The user is read back too: another device's profile merges into the one kept on disk.
   EXPECT_EQ(gateway()
                 .call("identify_user",

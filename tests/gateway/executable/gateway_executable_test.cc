@@ -113,6 +113,7 @@ TEST(GatewayExecutableTest, ServesTheExampleContentUntilAStopSignal) {
   }
 }
 
+// Every content error takes this way out: status 2, its message on standard error.
 TEST(GatewayExecutableTest, RejectsABadContentFileWithStatus2) {
   testing::ScratchDir scratch;
   const std::string path = scratch.file("content.json");
@@ -124,17 +125,6 @@ TEST(GatewayExecutableTest, RejectsABadContentFileWithStatus2) {
   EXPECT_EQ(gateway.readLine(), "");
   EXPECT_EQ(gateway.readAllErrors(), "tarnwell-gateway: Content file " + path +
                                          ": Expected text at \"apiKeys[0].organizationId\" but found a number\n");
-}
-
-TEST(GatewayExecutableTest, RejectsAMissingContentFileWithStatus2) {
-  testing::ScratchDir scratch;
-  const std::string path = scratch.file("absent.json");
-
-  GatewayProcess gateway({"--content", path});
-  ASSERT_TRUE(gateway.running());
-  expectExitStatus(gateway.wait(), 2);
-  EXPECT_EQ(gateway.readAllErrors(),
-            "tarnwell-gateway: Cannot read content file " + path + ": No such file or directory\n");
 }
 
 }  // namespace
