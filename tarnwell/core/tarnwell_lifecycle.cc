@@ -134,7 +134,7 @@ bool Tarnwell::flushAndWait(std::chrono::milliseconds timeout) {
     return doneNow();
   }
   std::unique_lock lock(impl_->flushMutex);
-  return impl_->flushesDone.wait_for(lock, timeout, allDone);
+  return impl_->flushesDone.wait_until(lock, saturatingDeadline(std::chrono::steady_clock::now(), timeout), allDone);
 }
 
 void Tarnwell::shutdown() {

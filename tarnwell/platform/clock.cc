@@ -43,7 +43,12 @@ struct SystemClock::Impl {
   void run() {
     std::unique_lock lock(mutex);
     while (!stopping) {
-      if (queue.empty()) {
+      if (!queue.empty() && queue.top().timer->cancelled.load(std::memory_order_acquire)) {
+        queue.pop();
+        continue;
+      }
+      // A timer due at the clock's end is one whose delay did not fit: it never fires.
+      if (queue.empty() || queue.top().due == std::chrono::steady_clock::time_point::max()) {
         wake.wait(lock);
         continue;
       }
@@ -54,9 +59,6 @@ struct SystemClock::Impl {
       }
       auto timer = queue.top().timer;
       queue.pop();
-      if (timer->cancelled.load(std::memory_order_acquire)) {
-        continue;
-      }
       lock.unlock();
       try {
         timer->fire();
@@ -92,8 +94,7 @@ std::shared_ptr<ClockTimer> SystemClock::startTimer(std::chrono::milliseconds de
     if (!impl_->thread.joinable()) {
       impl_->thread = std::thread([impl = impl_.get()] { impl->run(); });
     }
-    impl_->queue.push({std::chrono::steady_clock::now() + std::max(delay, std::chrono::milliseconds(0)),
-                       impl_->nextSequence++, timer});
+    impl_->queue.push({saturatingDeadline(std::chrono::steady_clock::now(), delay), impl_->nextSequence++, timer});
   }
   impl_->wake.notify_one();
   return timer;

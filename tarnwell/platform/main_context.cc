@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "tarnwell/core/log.h"
+#include "tarnwell/core/timestamp.h"
 
 namespace tarnwell {
 
@@ -85,7 +86,7 @@ std::size_t MainContext::runFor(std::chrono::milliseconds limit, const std::func
   if (impl_->mode != Mode::hostPumped || impl_->stopped) {
     return 0;
   }
-  const auto deadline = std::chrono::steady_clock::now() + limit;
+  const auto deadline = saturatingDeadline(std::chrono::steady_clock::now(), limit);
   std::size_t total = 0;
   while (std::chrono::steady_clock::now() < deadline) {
     total += poll();

@@ -33,7 +33,8 @@ struct VirtualClock::Impl {
     auto earliest = std::min_element(timers.begin(), timers.end(), [](const auto& a, const auto& b) {
       return a->due != b->due ? a->due < b->due : a->sequence < b->sequence;
     });
-    if (earliest == timers.end() || (*earliest)->due > limit) {
+    // A timer due at the clock's end is one whose delay did not fit: it never fires.
+    if (earliest == timers.end() || (*earliest)->due > limit || (*earliest)->due == Timestamp::max()) {
       return nullptr;
     }
     auto timer = *earliest;
@@ -53,8 +54,7 @@ Timestamp VirtualClock::now() const noexcept {
 
 std::shared_ptr<ClockTimer> VirtualClock::startTimer(std::chrono::milliseconds delay, std::function<void()> fire) {
   std::lock_guard lock(impl_->mutex);
-  auto timer = std::make_shared<VirtualTimer>(impl_->now + std::max(delay, std::chrono::milliseconds(0)),
-                                              impl_->nextSequence++, std::move(fire));
+  auto timer = std::make_shared<VirtualTimer>(saturatingDeadline(impl_->now, delay), impl_->nextSequence++, std::move(fire));
   impl_->timers.push_back(timer);
   return timer;
 }
@@ -63,7 +63,7 @@ void VirtualClock::advance(std::chrono::milliseconds duration, const std::functi
   Timestamp target;
   {
     std::lock_guard lock(impl_->mutex);
-    target = impl_->now + duration;
+    target = saturatingDeadline(impl_->now, duration);
   }
   if (settle) settle();
   for (;;) {

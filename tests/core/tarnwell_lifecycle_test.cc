@@ -36,6 +36,22 @@ std::vector<std::string> eventNames(const std::vector<JSONValue>& batches) {
   return names;
 }
 
+// A bootstrap reply whose runtime config asks for `flushIntervalMs` between flushes.
+std::string bootstrapWithFlushInterval(std::string_view flushIntervalMs) {
+  return R"({"ok":true,"data":{"config":{"organizationId":"o","projectId":"p","appId":"a",)"
+         R"("teamId":"t","apiKeyId":"k"},"runtimeConfig":{"cache":{"featureFlagsTtlMs":1,)"
+         R"("surveysTtlMs":1,"announcementsTtlMs":1,"liveCardsTtlMs":1,"messageCenterSettingsTtlMs":1},)"
+         R"("events":{"enabled":true,"flushIntervalMs":)" + std::string(flushIntervalMs) + R"(,"batchSize":50,"maxQueueSize":500,)"
+         R"("maxRetryAttempts":2,"dedupeWindowMs":0,"maxEventsPerMinute":120,"sampling":{)"
+         R"("defaultPercent":100,"sdkPercent":100,"sessionPercent":100,"surveyPercent":100,)"
+         R"("announcementPercent":100,"liveCardPercent":100,"featureFlagPercent":100,)"
+         R"("warningPercent":100,"errorPercent":100}},"messageCenter":{"passivePollingEnabled":false,)"
+         R"("listPollingIntervalMs":1,"chatPollingIntervalMs":1,"foregroundRefreshTtlMs":1},)"
+         R"("killSwitches":{"disableEventLogs":false,"disableSurveyImpressions":false,)"
+         R"("disableAnnouncementImpressions":false,"disableLiveCardImpressions":false,)"
+         R"("disableFeatureFlagExposureLogs":false,"disablePassiveMessagePolling":true}}}})";
+}
+
 struct TarnwellLifecycleTest : ::testing::Test {
   testing::LogRecorder log;
   std::shared_ptr<RecordingBackgroundTasks> tasks = std::make_shared<RecordingBackgroundTasks>();
@@ -68,18 +84,7 @@ TEST_F(TarnwellLifecycleTest, TrackedEventsCarryTheIdentityOfTheirMoment) {
 }
 
 TEST_F(TarnwellLifecycleTest, TheFlushLoopRunsEveryIntervalAndNeverFasterThanASecond) {
-  sdk.answer("bootstrap", R"({"ok":true,"data":{"config":{"organizationId":"o","projectId":"p","appId":"a",)"
-                          R"("teamId":"t","apiKeyId":"k"},"runtimeConfig":{"cache":{"featureFlagsTtlMs":1,)"
-                          R"("surveysTtlMs":1,"announcementsTtlMs":1,"liveCardsTtlMs":1,"messageCenterSettingsTtlMs":1},)"
-                          R"("events":{"enabled":true,"flushIntervalMs":0,"batchSize":50,"maxQueueSize":500,)"
-                          R"("maxRetryAttempts":2,"dedupeWindowMs":0,"maxEventsPerMinute":120,"sampling":{)"
-                          R"("defaultPercent":100,"sdkPercent":100,"sessionPercent":100,"surveyPercent":100,)"
-                          R"("announcementPercent":100,"liveCardPercent":100,"featureFlagPercent":100,)"
-                          R"("warningPercent":100,"errorPercent":100}},"messageCenter":{"passivePollingEnabled":false,)"
-                          R"("listPollingIntervalMs":1,"chatPollingIntervalMs":1,"foregroundRefreshTtlMs":1},)"
-                          R"("killSwitches":{"disableEventLogs":false,"disableSurveyImpressions":false,)"
-                          R"("disableAnnouncementImpressions":false,"disableLiveCardImpressions":false,)"
-                          R"("disableFeatureFlagExposureLogs":false,"disablePassiveMessagePolling":true}}}})");
+  sdk.answer("bootstrap", bootstrapWithFlushInterval("0"));
   sdk.start();
   ASSERT_EQ(sdk->getRuntimeConfig().events.flushIntervalMs, 0);
   sdk.advance(milliseconds(999));
@@ -90,6 +95,15 @@ TEST_F(TarnwellLifecycleTest, TheFlushLoopRunsEveryIntervalAndNeverFasterThanASe
   sdk.settle();
   sdk.advance(seconds(1));
   EXPECT_EQ(eventNames(sdk.sent("track_event_batch")), (std::vector<std::string>{"session_started", "tick"}));
+}
+
+// An interval beyond the clock's range means the loop never comes round, not a loop that spins.
+TEST_F(TarnwellLifecycleTest, AnIntervalTooLargeForTheClockNeverFlushes) {
+  sdk.answer("bootstrap", bootstrapWithFlushInterval("10000000000000"));
+  sdk.start();
+  ASSERT_EQ(sdk->getRuntimeConfig().events.flushIntervalMs, 10000000000000);
+  sdk.advance(std::chrono::hours(24 * 365));
+  EXPECT_TRUE(sdk.sent("track_event_batch").empty());
 }
 
 TEST_F(TarnwellLifecycleTest, DefaultIntervalFlushesAfterTwoMinutes) {

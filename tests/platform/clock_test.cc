@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <future>
 #include <string>
 #include <vector>
@@ -60,6 +61,30 @@ TEST(VirtualClockTest, TimersStartedWhileSettlingFireWithinTheSameAdvance) {
   EXPECT_EQ(ticks, 5);
   clock.advance(seconds(59), settle);
   EXPECT_EQ(ticks, 5);
+}
+
+// A delay from outside may be anything; one past the clock's range must not wrap into the past.
+TEST(VirtualClockTest, ADelayBeyondTheClocksRangeNeverFires) {
+  VirtualClock clock;
+  bool fired = false;
+  auto never = clock.startTimer(milliseconds(10000000000000), [&] { fired = true; });
+  auto forever = clock.startTimer(milliseconds::max(), [&] { fired = true; });
+  clock.advance(std::chrono::hours(24 * 365 * 100));
+  clock.advance(milliseconds::max());
+  EXPECT_FALSE(fired);
+  EXPECT_EQ(clock.now(), Timestamp::max());
+}
+
+TEST(SystemClockTest, ADelayBeyondTheClocksRangeNeverFires) {
+  SystemClock clock;
+  std::atomic<int> farFired = 0;
+  std::promise<void> nearFired;
+  auto far = clock.startTimer(milliseconds(10000000000000), [&] { ++farFired; });
+  auto farthest = clock.startTimer(milliseconds::max(), [&] { ++farFired; });
+  // Timers fire in due order on one thread, so a wrapped deadline would have fired first.
+  auto near = clock.startTimer(milliseconds(20), [&] { nearFired.set_value(); });
+  ASSERT_EQ(nearFired.get_future().wait_for(seconds(30)), std::future_status::ready);
+  EXPECT_EQ(farFired, 0);
 }
 
 TEST(SystemClockTest, FiresAfterTheDelayAndHonoursCancellation) {
