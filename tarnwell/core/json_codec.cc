@@ -2,10 +2,12 @@
 // into JSONValue in one pass with every container sized up front.
 #include <simdjson.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "tarnwell/core/coding_error.h"
 #include "tarnwell/core/json_value.h"
@@ -37,19 +39,10 @@ class JSONParser {
         const simdjson::dom::object source = element.get_object().value_unsafe();
         auto& members = out.value_.emplace<JSONObject>().members_;
         members.reserve(source.size());
-        std::uint64_t seenKeys = 0;  // a one-word Bloom filter: duplicate keys are rare
-        for (simdjson::dom::key_value_pair field : source) {
-          const std::uint64_t bit = keyBit(field.key);
-          if ((seenKeys & bit) != 0) {
-            if (JSONValue* existing = std::get<JSONObject>(out.value_).find(field.key)) {
-              // The last of duplicate keys wins, as with the platform's JSON reader.
-              fill(*existing, field.value);
-              continue;
-            }
-          }
-          seenKeys |= bit;
-          fill(members.emplace_back(std::piecewise_construct, std::forward_as_tuple(field.key), std::tuple<>()).second,
-               field.value);
+        if (source.size() <= kScannedObjectSize) {
+          fillScanned(members, source);
+        } else {
+          fillHashed(members, source);
         }
         return;
       }
@@ -58,14 +51,47 @@ class JSONParser {
   }
 
  private:
-  static std::uint64_t keyBit(std::string_view key) noexcept {
-    std::uint64_t h = key.size();
-    if (!key.empty()) {
-      h = h * 131 + static_cast<unsigned char>(key.front());
-      h = h * 131 + static_cast<unsigned char>(key.back());
-      h = h * 131 + static_cast<unsigned char>(key[key.size() / 2]);
+  using Members = std::vector<JSONObject::Member>;
+
+  // Objects up to this size find duplicate keys by scanning; larger ones through a hash index,
+  // so decoding stays linear in the members however many distinct keys a hostile reply sends.
+  static constexpr std::size_t kScannedObjectSize = 32;
+
+  static JSONValue& append(Members& members, std::string_view key) {
+    return members.emplace_back(std::piecewise_construct, std::forward_as_tuple(key), std::tuple<>()).second;
+  }
+
+  static void fillScanned(Members& members, simdjson::dom::object source) {
+    for (simdjson::dom::key_value_pair field : source) {
+      auto existing = std::find_if(members.begin(), members.end(), [&](const auto& m) { return m.first == field.key; });
+      if (existing != members.end()) {
+        // The last of duplicate keys wins, as with the platform's JSON reader.
+        fill(existing->second, field.value);
+      } else {
+        fill(append(members, field.key), field.value);
+      }
     }
-    return std::uint64_t{1} << (h % 64);
+  }
+
+  static void fillHashed(Members& members, simdjson::dom::object source) {
+    // Open addressing over member indices, at most half full.
+    std::size_t capacity = 64;
+    while (capacity < 2 * source.size()) capacity *= 2;
+    constexpr std::uint32_t kEmpty = UINT32_MAX;
+    std::vector<std::uint32_t> slots(capacity, kEmpty);
+    const std::hash<std::string_view> hash;
+    for (simdjson::dom::key_value_pair field : source) {
+      std::size_t slot = hash(field.key) & (capacity - 1);
+      while (slots[slot] != kEmpty && members[slots[slot]].first != field.key) {
+        slot = (slot + 1) & (capacity - 1);
+      }
+      if (slots[slot] != kEmpty) {
+        fill(members[slots[slot]].second, field.value);  // the last of duplicate keys wins
+      } else {
+        slots[slot] = static_cast<std::uint32_t>(members.size());
+        fill(append(members, field.key), field.value);
+      }
+    }
   }
 };
 
@@ -76,14 +102,72 @@ namespace {
 // reply does not pin its memory for the life of the thread.
 constexpr std::size_t kRetainedParserCapacity = 1 << 20;
 
-simdjson::dom::element parseInto(simdjson::dom::parser& parser, std::string_view json) {
+bool isNumberByte(char c) noexcept {
+  return (c >= '0' && c <= '9') || c == '-' || c == '+' || c == '.' || c == 'e' || c == 'E';
+}
+
+// The document with every integer literal of 19 digits or more given an exponent ("e0"), so
+// that the parser reads it as the nearest double instead of rejecting what does not fit 64
+// bits; empty when there is no such literal. Other backends (JavaScript's among them) write
+// whole numbers that large in full.
+std::string widenLongIntegers(std::string_view json) {
+  std::string widened;
+  std::size_t copied = 0;
+  bool inString = false;
+  for (std::size_t i = 0; i < json.size(); ++i) {
+    const char c = json[i];
+    if (inString) {
+      if (c == '\\') {
+        ++i;
+      } else if (c == '"') {
+        inString = false;
+      }
+      continue;
+    }
+    if (c == '"') {
+      inString = true;
+      continue;
+    }
+    if (c != '-' && (c < '0' || c > '9')) {
+      continue;
+    }
+    std::size_t end = i;
+    while (end < json.size() && isNumberByte(json[end])) ++end;
+    const std::string_view literal = json.substr(i, end - i);
+    const std::size_t digits = literal.size() - (c == '-' ? 1 : 0);
+    if (digits >= 19 && literal.find_first_not_of("-0123456789") == std::string_view::npos) {
+      widened.append(json, copied, end - copied).append("e0");
+      copied = end;
+    }
+    i = end - 1;
+  }
+  if (copied == 0) {
+    return {};
+  }
+  widened.append(json, copied, json.size() - copied);
+  return widened;
+}
+
+simdjson::error_code parseDocument(simdjson::dom::parser& parser, std::string_view json, simdjson::dom::element& root) {
   if (parser.capacity() < json.size()) {
     if (auto error = parser.allocate(json.size(), JSONValue::maxDecodingDepth)) {
-      throw DecodingError(std::string("Unable to parse JSON: ") + simdjson::error_message(error));
+      return error;
     }
   }
+  return parser.parse(json.data(), json.size(), true).get(root);
+}
+
+// The parsed tree lives in the parser (strings included), so `json` may go once this returns.
+simdjson::dom::element parseInto(simdjson::dom::parser& parser, std::string_view json) {
   simdjson::dom::element root;
-  if (auto error = parser.parse(json.data(), json.size(), true).get(root)) {
+  auto error = parseDocument(parser, json, root);
+  if (error == simdjson::NUMBER_ERROR) {
+    const std::string widened = widenLongIntegers(json);
+    if (!widened.empty()) {
+      error = parseDocument(parser, widened, root);
+    }
+  }
+  if (error) {
     throw DecodingError(std::string("Unable to parse JSON: ") + simdjson::error_message(error));
   }
   return root;
@@ -197,9 +281,13 @@ void appendNumber(std::string& out, double number) {
   }
   char buffer[32];
   std::to_chars_result result;
-  // Whole numbers that a double holds exactly are written without a fraction or exponent.
+  // Whole numbers that a double holds exactly are written without a fraction or exponent; from
+  // 2^63 on, where a whole literal would no longer fit a 64-bit integer, always with one, so
+  // that every reader (this one included) takes it as the same double.
   if (std::trunc(number) == number && std::fabs(number) < 9007199254740992.0) {
     result = std::to_chars(buffer, buffer + sizeof buffer, static_cast<std::int64_t>(number));
+  } else if (std::fabs(number) >= 9223372036854775808.0) {
+    result = std::to_chars(buffer, buffer + sizeof buffer, number, std::chars_format::scientific);
   } else {
     result = std::to_chars(buffer, buffer + sizeof buffer, number);
   }

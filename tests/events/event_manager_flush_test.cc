@@ -209,6 +209,29 @@ TEST_F(EventFlushTest, RestoreKeepsTheNewestAndHappensOnlyIntoAnEmptyQueue) {
   EXPECT_EQ(logs.lines().size(), 1u);
 }
 
+// An unsigned 64-bit id among one event's properties must not make the stored queue undecodable,
+// which would drop every other queued event at the next start.
+TEST_F(EventFlushTest, AnEventCarryingANumberBeyondSixtyFourBitsSurvivesARestart) {
+  configure(quietConfig());
+  track("before");
+  EventRecord large = testing::namedEvent("large");
+  large.customProperties = JSONObject{{"account", 1.8446744073709552e19}, {"debt", -1.2345678901234567e19}};
+  run(manager->queueEvent(large));
+
+  manager = EventManager::create(main.ioContext().get_executor(),
+                                 EventRepository(RuntimeGatewayRepository(client, transport), clock, uuids, std::nullopt),
+                                 clock, store);
+  logs.clear();
+  configure(quietConfig());
+  EXPECT_EQ(logs.lines(), std::vector<std::string>{"[Tarnwell][INFO] Restored 2 queued event(s) from disk"});
+  answerAll(true);
+  EXPECT_TRUE(flush(true));
+  EXPECT_EQ(sentNames(), (Batches{{"before", "large"}}));
+  const JSONValue input = JSONValue::decode(*JSONValue::decode(transport->requests().at(0).body)["body"].asString());
+  const JSONValue properties = JSONValue::decode(*input["payload"]["items"].asArray()->at(1)["properties"].asString());
+  EXPECT_EQ(properties, JSONValue(large.customProperties));
+}
+
 TEST_F(EventFlushTest, AStoredQueueThatDoesNotDecodeIsRemoved) {
   for (const std::string& stored : {std::string("not json"), std::string(R"([{"eventName":"a"}])")}) {
     store.setBytes(EventManager::kQueueStorageKey, asBytes(stored));
