@@ -91,13 +91,14 @@ class TARNWELL_API JSONObject {
   JSONObject() = default;
   JSONObject(std::initializer_list<Member> members);
 
-  std::size_t size() const noexcept { return members_.size(); }
-  bool empty() const noexcept { return members_.empty(); }
-  iterator begin() noexcept { return members_.begin(); }
-  iterator end() noexcept { return members_.end(); }
-  const_iterator begin() const noexcept { return members_.begin(); }
-  const_iterator end() const noexcept { return members_.end(); }
-  void reserve(std::size_t count) { members_.reserve(count); }
+  // Defined below JSONValue: a member's type must be complete where the vector is used.
+  std::size_t size() const noexcept;
+  bool empty() const noexcept;
+  iterator begin() noexcept;
+  iterator end() noexcept;
+  const_iterator begin() const noexcept;
+  const_iterator end() const noexcept;
+  void reserve(std::size_t count);
 
   const JSONValue* find(std::string_view key) const noexcept;
   JSONValue* find(std::string_view key) noexcept;
@@ -197,6 +198,14 @@ class TARNWELL_API JSONValue {
   friend class JSONParser;
   std::variant<JSONString, double, bool, JSONObject, JSONArray, std::nullptr_t> value_;
 };
+
+inline std::size_t JSONObject::size() const noexcept { return members_.size(); }
+inline bool JSONObject::empty() const noexcept { return members_.empty(); }
+inline JSONObject::iterator JSONObject::begin() noexcept { return members_.begin(); }
+inline JSONObject::iterator JSONObject::end() noexcept { return members_.end(); }
+inline JSONObject::const_iterator JSONObject::begin() const noexcept { return members_.begin(); }
+inline JSONObject::const_iterator JSONObject::end() const noexcept { return members_.end(); }
+inline void JSONObject::reserve(std::size_t count) { members_.reserve(count); }
 
 // The text of a number as stringValue gives it: "3.0", "0.1", "1e-05", "1e+20".
 TARNWELL_API std::string shortestNumberText(double number);
