@@ -19,7 +19,7 @@ HttpResponse reply(int status, std::string body) {
   return response;
 }
 
-EventRecord sample(std::string name = "checkout") {
+EventRecord outgoingEvent(std::string name = "checkout") {
   EventRecord record;
   record.eventName = std::move(name);
   record.userId = "user-1";
@@ -54,10 +54,10 @@ TEST_F(EventRepositoryTest, SendsOneBatchWithTheThirteenKeysExactly) {
   client->setGatewaySessionToken("tok");
   transport->enqueue(reply(200, R"({"ok":true,"data":{"success":true}})"));
   clock.advance(std::chrono::milliseconds(1500));
-  EventRecord second = sample("signup");
+  EventRecord second = outgoingEvent("signup");
   second.sessionId.reset();
   second.eventType.clear();
-  EXPECT_TRUE(submit({sample(), second}));
+  EXPECT_TRUE(submit({outgoingEvent(), second}));
 
   const std::string first = nextId();
   const std::string other = nextId();
@@ -83,9 +83,9 @@ TEST_F(EventRepositoryTest, SendsOneBatchWithTheThirteenKeysExactly) {
 
 TEST_F(EventRepositoryTest, AResentEventGetsAFreshIdAndTheNewSendTime) {
   transport->setResponder([](const HttpRequest&) { return reply(200, R"({"ok":true})"); });
-  EXPECT_TRUE(submit({sample()}));
+  EXPECT_TRUE(submit({outgoingEvent()}));
   clock.advance(std::chrono::minutes(5));
-  EXPECT_TRUE(submit({sample()}));
+  EXPECT_TRUE(submit({outgoingEvent()}));
   const JSONValue a = JSONValue::decode(inputOf(0))["payload"]["items"].asArray()->at(0);
   const JSONValue b = JSONValue::decode(inputOf(1))["payload"]["items"].asArray()->at(0);
   EXPECT_EQ(a["id"], JSONValue(nextId()));
@@ -95,7 +95,7 @@ TEST_F(EventRepositoryTest, AResentEventGetsAFreshIdAndTheNewSendTime) {
 }
 
 TEST_F(EventRepositoryTest, DeviceIdIsTheScalarTextOrUnknown) {
-  EventRecord event = sample();
+  EventRecord event = outgoingEvent();
   const auto deviceIdWith = [&](JSONValue value) {
     event.deviceProperties = JSONObject{{"device_id", std::move(value)}};
     return item(event)["device_id"];
@@ -110,7 +110,7 @@ TEST_F(EventRepositoryTest, DeviceIdIsTheScalarTextOrUnknown) {
 }
 
 TEST_F(EventRepositoryTest, BundleOrPackageIdFallsBackInOrder) {
-  EventRecord event = sample();
+  EventRecord event = outgoingEvent();
   event.appProperties = JSONObject{{"bundle_id", 7}, {"package_name", "pkg"}};
   EXPECT_EQ(item(event)["bundle_or_package_id"], JSONValue("7.0"));
   event.appProperties = JSONObject{{"bundle_id", JSONArray{}}, {"package_name", "pkg"}};
@@ -121,7 +121,7 @@ TEST_F(EventRepositoryTest, BundleOrPackageIdFallsBackInOrder) {
 }
 
 TEST_F(EventRepositoryTest, MapThatCannotBeWrittenIsSentAsAnEmptyObject) {
-  EventRecord event = sample();
+  EventRecord event = outgoingEvent();
   event.customProperties = JSONObject{{"ratio", std::numeric_limits<double>::infinity()}};
   event.userProperties = JSONObject{};
   const JSONValue built = item(event);
@@ -144,20 +144,20 @@ TEST_F(EventRepositoryTest, ReadsTheAnswerByTheSuccessRule) {
            {R"({"ok":true,"data":{"success":"0"}})", false},
            {R"({"ok":true,"data":{"success":1}})", true}}) {
     transport->enqueue(reply(200, data));
-    EXPECT_EQ(submit({sample()}), expected) << data;
+    EXPECT_EQ(submit({outgoingEvent()}), expected) << data;
   }
   EXPECT_TRUE(logs.lines().empty());
 }
 
 TEST_F(EventRepositoryTest, FailuresAreLoggedAndAnsweredFalse) {
   transport->enqueue(reply(500, "oops"));
-  EXPECT_FALSE(submit({sample()}));
+  EXPECT_FALSE(submit({outgoingEvent()}));
   transport->enqueue(reply(200, R"({"ok":false,"error":"Invalid session"})"));
-  EXPECT_FALSE(submit({sample()}));
+  EXPECT_FALSE(submit({outgoingEvent()}));
   transport->enqueue(TransportError{TransportErrorCode::cannotConnect, "Connection refused"});
-  EXPECT_FALSE(submit({sample()}));
+  EXPECT_FALSE(submit({outgoingEvent()}));
   transport->enqueue(reply(200, "not json"));
-  EXPECT_FALSE(submit({sample()}));
+  EXPECT_FALSE(submit({outgoingEvent()}));
   const std::vector<std::string> lines = logs.lines();
   ASSERT_EQ(lines.size(), 4u);
   EXPECT_EQ(lines[0], "[Tarnwell][ERROR] Failed to submit events :: httpError(500)");
@@ -168,7 +168,7 @@ TEST_F(EventRepositoryTest, FailuresAreLoggedAndAnsweredFalse) {
 
 TEST_F(EventRepositoryTest, ACancelledSubmissionIsAWarning) {
   transport->enqueue(TransportError{TransportErrorCode::cancelled, "cancelled"});
-  EXPECT_FALSE(submit({sample()}));
+  EXPECT_FALSE(submit({outgoingEvent()}));
   EXPECT_EQ(logs.lines(), std::vector<std::string>{"[Tarnwell][WARN] Event submission cancelled before completion"});
 }
 

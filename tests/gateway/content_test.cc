@@ -63,7 +63,10 @@ TEST(GatewayContentTest, SaysWhatDoesNotFit) {
                     R"("apiKeyId":"i","environments":[]})"),
        R"(Empty API key at "apiKeys[0].key")"},
   };
-  for (const auto& [text, message] : cases) {
+  // Named copies, not a structured binding: clang 14 cannot capture a binding in a lambda.
+  for (const auto& entry : cases) {
+    const std::string& text = entry.first;
+    const std::string& message = entry.second;
     SCOPED_TRACE(text);
     const std::string error = errorOf([&] { GatewayContent::parse(text); });
     EXPECT_EQ(ourWords(error, message), message);

@@ -11,7 +11,7 @@ namespace {
 
 SurveyStructure decodeStructure(std::string_view json) { return SurveyStructure::decode(JSONValue::decode(json)); }
 
-std::string decodeFailure(std::string_view json) {
+std::string structureDecodeFailure(std::string_view json) {
   try {
     decodeStructure(json);
   } catch (const DecodingError& error) {
@@ -61,12 +61,12 @@ TEST(SurveyStructureTest, MissingOrNullListsAndFlagsTakeTheirDefaults) {
 }
 
 TEST(SurveyStructureTest, DefaultedKeysStillRejectTheWrongType) {
-  EXPECT_EQ(decodeFailure(R"({"questions":{}})"), "Expected an array at \"questions\" but found an object");
-  EXPECT_EQ(decodeFailure(R"({"questions":[{"required":"yes"}]})"),
+  EXPECT_EQ(structureDecodeFailure(R"({"questions":{}})"), "Expected an array at \"questions\" but found an object");
+  EXPECT_EQ(structureDecodeFailure(R"({"questions":[{"required":"yes"}]})"),
             "Expected a bool at \"questions[0].required\" but found text");
-  EXPECT_EQ(decodeFailure(R"({"buttons":{"nextText":{"visible":0}}})"),
+  EXPECT_EQ(structureDecodeFailure(R"({"buttons":{"nextText":{"visible":0}}})"),
             "Expected a bool at \"buttons.nextText.visible\" but found a number");
-  EXPECT_EQ(decodeFailure(R"({"questions":[{"labels":{"1":2}}]})"),
+  EXPECT_EQ(structureDecodeFailure(R"({"questions":[{"labels":{"1":2}}]})"),
             "Expected text at \"questions[0].labels.1\" but found a number");
 }
 
@@ -90,9 +90,9 @@ TEST(SurveyStructureTest, BareStringOptionsBecomeTrimmedLabelsAndNormalisedValue
             R"({"value":"Keep As Is","label":"  spaced  "},{}])");
   EXPECT_EQ(SurveyStructure::decode(encoded), structure);
 
-  EXPECT_EQ(decodeFailure(R"({"questions":[{"options":[3]}]})"),
+  EXPECT_EQ(structureDecodeFailure(R"({"questions":[{"options":[3]}]})"),
             "Expected an object at \"questions[0].options[0]\" but found a number");
-  EXPECT_EQ(decodeFailure(R"({"questions":[{"options":[null]}]})"),
+  EXPECT_EQ(structureDecodeFailure(R"({"questions":[{"options":[null]}]})"),
             "Expected an object at \"questions[0].options[0]\" but found null");
 }
 

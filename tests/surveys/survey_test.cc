@@ -19,7 +19,7 @@ constexpr std::string_view kFullSurvey =
     R"("config":"{\"layout\":{\"width\":0.5}}","analytics":"{\"submitEvent\":\"nps_sent\"}",)"
     R"("$createdAt":"2025-12-01T10:00:00.000+00:00","$updatedAt":"2025-12-02T10:00:00.000+00:00"})";
 
-std::string decodeFailure(std::string_view json) {
+std::string surveyDecodeFailure(std::string_view json) {
   try {
     Survey::decode(JSONValue::decode(json));
   } catch (const DecodingError& error) {
@@ -51,12 +51,12 @@ TEST(SurveyTest, ReadsTheBackendKeysNotTheFieldNames) {
 }
 
 TEST(SurveyTest, ANonTextValueUnderAnyKeyFailsTheRecord) {
-  EXPECT_EQ(decodeFailure(R"({"$id":"s1","status":1})"), "Expected text at \"status\" but found a number");
-  EXPECT_EQ(decodeFailure(R"({"$updatedAt":true})"), "Expected text at \"$updatedAt\" but found a bool");
+  EXPECT_EQ(surveyDecodeFailure(R"({"$id":"s1","status":1})"), "Expected text at \"status\" but found a number");
+  EXPECT_EQ(surveyDecodeFailure(R"({"$updatedAt":true})"), "Expected text at \"$updatedAt\" but found a bool");
   // A nested document given as an object instead of its text is a type error too.
-  EXPECT_EQ(decodeFailure(R"({"targeting":{"rules":[],"audience":"all","percentage":1}})"),
+  EXPECT_EQ(surveyDecodeFailure(R"({"targeting":{"rules":[],"audience":"all","percentage":1}})"),
             "Expected text at \"targeting\" but found an object");
-  EXPECT_EQ(decodeFailure(R"(["s1"])"), "Expected an object at the top level but found an array");
+  EXPECT_EQ(surveyDecodeFailure(R"(["s1"])"), "Expected an object at the top level but found an array");
 }
 
 TEST(SurveyTest, NestedDocumentsReadAsAbsentWhenMissingEmptyOrMalformedWithoutALogLine) {

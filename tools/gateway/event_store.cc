@@ -6,7 +6,7 @@ namespace tarnwell::gateway {
 namespace {
 
 // The maps are stored as JSON: an object, or a JSON string when the text held none.
-constexpr const char* kSchemaSql =
+constexpr const char* kEventSchemaSql =
     "CREATE TABLE IF NOT EXISTS events ("
     " id INTEGER PRIMARY KEY AUTOINCREMENT, item_id TEXT NOT NULL, event_id TEXT NOT NULL,"
     " event_name TEXT NOT NULL, user_id TEXT NOT NULL, session_id TEXT, timestamp TEXT NOT NULL,"
@@ -48,7 +48,7 @@ JSONValue ReceivedTelemetry::toJSON() const {
 }
 
 EventStore::EventStore(SqliteDatabase& database) : database_(database) {
-  database_.locked([](sqlite3* db) { execute(db, kSchemaSql); });
+  database_.locked([](sqlite3* db) { execute(db, kEventSchemaSql); });
 }
 
 void EventStore::recordEvents(const std::vector<ReceivedEvent>& events) {

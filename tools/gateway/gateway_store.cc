@@ -3,7 +3,7 @@
 namespace tarnwell::gateway {
 namespace {
 
-constexpr const char* kSchemaSql =
+constexpr const char* kGatewaySchemaSql =
     "CREATE TABLE IF NOT EXISTS sessions ("
     " token TEXT PRIMARY KEY NOT NULL, api_key TEXT NOT NULL, organization_id TEXT NOT NULL,"
     " project_id TEXT NOT NULL, app_id TEXT NOT NULL, team_id TEXT NOT NULL,"
@@ -24,7 +24,7 @@ JSONValue RecordedRequest::toJSON() const {
 }
 
 GatewayStore::GatewayStore(const std::string& path) : database_(path), identity_(database_), events_(database_) {
-  database_.locked([](sqlite3* db) { execute(db, kSchemaSql); });
+  database_.locked([](sqlite3* db) { execute(db, kGatewaySchemaSql); });
 }
 
 void GatewayStore::rememberSession(const GatewaySession& session) {

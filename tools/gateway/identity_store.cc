@@ -3,7 +3,7 @@
 namespace tarnwell::gateway {
 namespace {
 
-constexpr const char* kSchemaSql =
+constexpr const char* kIdentitySchemaSql =
     "CREATE TABLE IF NOT EXISTS app_sessions ("
     " id INTEGER PRIMARY KEY AUTOINCREMENT, session_id TEXT NOT NULL UNIQUE, profile_id TEXT NOT NULL,"
     " effective_user_id TEXT NOT NULL, started_at TEXT, ended_at TEXT, session_data TEXT);"
@@ -83,7 +83,7 @@ JSONValue IdentifiedUserRecord::toJSON() const {
 }
 
 IdentityStore::IdentityStore(SqliteDatabase& database) : database_(database) {
-  database_.locked([](sqlite3* db) { execute(db, kSchemaSql); });
+  database_.locked([](sqlite3* db) { execute(db, kIdentitySchemaSql); });
 }
 
 void IdentityStore::startSession(const SessionReport& report) {
