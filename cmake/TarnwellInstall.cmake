@@ -12,6 +12,7 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/tarnwell/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tarnwell
   FILES_MATCHING PATTERN "*.h"
   PATTERN "detail" EXCLUDE)
+install(FILES ${PROJECT_BINARY_DIR}/generated/tarnwell/version.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tarnwell)
 install(EXPORT tarnwellTargets NAMESPACE tarnwell::
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/tarnwell)
 

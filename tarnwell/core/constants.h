@@ -13,6 +13,7 @@
 #include <string_view>
 
 #include <tarnwell/export.h>
+#include <tarnwell/version.h>
 
 namespace tarnwell {
 
@@ -22,7 +23,7 @@ struct TARNWELL_API Constants {
   static const std::string_view centralDatabaseId;
   static const std::string_view sdkRuntimeGatewayFunctionId;
 
-  static constexpr std::string_view sdkVersion = "1.0.0";
+  static constexpr std::string_view sdkVersion = TARNWELL_VERSION_STRING;
   static constexpr double flushInterval = 60.0;             // seconds
   static constexpr double liveCardRefreshInterval = 300.0;  // seconds
   static constexpr double sessionTimeout = 1800.0;          // seconds

@@ -29,6 +29,7 @@
 
 #include <tarnwell/export.h>
 #include <tarnwell/platform/http_transport.h>
+#include <tarnwell/version.h>
 
 namespace tarnwell {
 namespace detail {
@@ -41,7 +42,7 @@ class TARNWELL_API CurlHttpTransport final : public HttpTransport {
     // A response body longer than this fails the transfer with `responseTooLarge`.
     std::size_t maxResponseBytes = 16 << 20;
     // Sent unless the request carries a User-Agent header of its own.
-    std::string userAgent = "TarnwellSdk/1.0.0";
+    std::string userAgent = "TarnwellSdk/" TARNWELL_VERSION_STRING;
   };
 
   CurlHttpTransport();

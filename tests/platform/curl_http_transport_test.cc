@@ -125,7 +125,7 @@ TEST_F(CurlHttpTransportTest, SendsPostWithExactBodyAndHeaders) {
   EXPECT_EQ(arrived.get_header_value_count("Content-Type"), 1u);
   EXPECT_EQ(arrived.get_header_value("Content-Type"), "application/json");
   EXPECT_EQ(arrived.get_header_value("X-Tarnwell-Key"), "k 1");
-  EXPECT_EQ(arrived.get_header_value("User-Agent"), "TarnwellSdk/1.0.0");
+  EXPECT_EQ(arrived.get_header_value("User-Agent"), "TarnwellSdk/" TARNWELL_VERSION_STRING);
   EXPECT_EQ(arrived.get_header_value_count("Expect"), 0u);
 }
 

@@ -5,7 +5,7 @@
 // and turns libcurl's outcome into an HttpResult. CurlHttpTransport runs it on its multi handle.
 //
 //   CurlExchange exchange(std::move(request), 16 << 20);
-//   if (auto error = exchange.prepare(easy, "TarnwellSdk/1.0.0")) return fail(*error);
+//   if (auto error = exchange.prepare(easy, options.userAgent)) return fail(*error);
 //   curl_multi_add_handle(multi, easy);  ...  HttpResult result = exchange.result(easy, code);
 //
 // Contract: used by one thread at a time. The exchange must outlive libcurl's use of `easy`
