@@ -149,6 +149,9 @@ std::string widenLongIntegers(std::string_view json) {
 }
 
 simdjson::error_code parseDocument(simdjson::dom::parser& parser, std::string_view json, simdjson::dom::element& root) {
+  if (json.data() == nullptr) {
+    json = std::string_view("", 0);  // an empty stored value has no bytes at all; the parser copies from them
+  }
   if (parser.capacity() < json.size()) {
     if (auto error = parser.allocate(json.size(), JSONValue::maxDecodingDepth)) {
       return error;

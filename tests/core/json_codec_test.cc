@@ -82,6 +82,7 @@ TEST(JSONCodecTest, MalformedInputIsADecodingError) {
       deep,
       std::string(600, '[') + std::string(600, ']'),
   };
+  EXPECT_THROW(JSONValue::decode(std::string_view()), DecodingError);  // an empty stored value
   for (const std::string& json : cases) {
     try {
       JSONValue::decode(json);
