@@ -8,9 +8,9 @@
 #include <string>
 
 #include "bench/ratio_reporter.h"
-#include "tarnwell/core/tarnwell.h"
 #include "tarnwell/platform/memory_key_value_store.h"
 #include "tarnwell/platform/scripted_http_transport.h"
+#include "tarnwell/sdk/facade.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include <string>
 
 #include "bench/ratio_reporter.h"
-#include "tarnwell/backend/detail/runtime_bundle_repository.h"
+#include "tarnwell/content/detail/runtime_bundle_repository.h"
 #include "tarnwell/platform/memory_key_value_store.h"
 #include "tarnwell/platform/scripted_http_transport.h"
 #include "tarnwell/platform/virtual_clock.h"

@@ -3,9 +3,9 @@
 #include <future>
 
 #include "bench/ratio_reporter.h"
-#include "tarnwell/core/tarnwell.h"
 #include "tarnwell/platform/memory_key_value_store.h"
 #include "tarnwell/platform/scripted_http_transport.h"
+#include "tarnwell/sdk/facade.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <optional>
 
 #include "fuzz/fuzz_support.h"
-#include "tarnwell/backend/detail/runtime_bundle_repository.h"
+#include "tarnwell/content/detail/runtime_bundle_repository.h"
 #include "tarnwell/core/timestamp.h"
 #include "tarnwell/platform/memory_key_value_store.h"
 #include "tarnwell/platform/scripted_http_transport.h"

@@ -4,19 +4,15 @@
 // It pulls in no third-party header.
 #pragma once
 
-#include <tarnwell/backend/runtime_bundle.h>
+#include <tarnwell/content/runtime_bundle.h>
 #include <tarnwell/core/color.h>
 #include <tarnwell/core/constants.h>
-#include <tarnwell/core/device_labels.h>
 #include <tarnwell/core/environment.h>
 #include <tarnwell/core/iso8601.h>
 #include <tarnwell/core/json_value.h>
 #include <tarnwell/core/log.h>
 #include <tarnwell/core/sdk_config.h>
-#include <tarnwell/core/sdk_state.h>
-#include <tarnwell/core/tarnwell.h>
 #include <tarnwell/core/timestamp.h>
-#include <tarnwell/core/user_debug_state.h>
 #include <tarnwell/events/event_record.h>
 #include <tarnwell/flags/feature_flag.h>
 #include <tarnwell/flags/feature_flag_report.h>
@@ -30,6 +26,7 @@
 #include <tarnwell/platform/clock.h>
 #include <tarnwell/platform/curl_http_transport.h>
 #include <tarnwell/platform/device_info.h>
+#include <tarnwell/platform/device_labels.h>
 #include <tarnwell/platform/http_transport.h>
 #include <tarnwell/platform/key_value_store.h>
 #include <tarnwell/platform/main_context.h>
@@ -38,6 +35,9 @@
 #include <tarnwell/platform/scripted_http_transport.h>
 #include <tarnwell/platform/sqlite_key_value_store.h>
 #include <tarnwell/platform/virtual_clock.h>
+#include <tarnwell/sdk/facade.h>
+#include <tarnwell/sdk/sdk_state.h>
+#include <tarnwell/sdk/user_debug_state.h>
 #include <tarnwell/surveys/survey.h>
 #include <tarnwell/targeting/rule_condition.h>
 #include <tarnwell/targeting/segment.h>

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "tarnwell/core/device_labels.h"
 #include "tarnwell/core/text.h"
+#include "tarnwell/platform/device_labels.h"
 
 namespace tarnwell {
 namespace {

@@ -1,8 +1,8 @@
 #include "tarnwell/identity/session_manager.h"
 
-#include "tarnwell/core/device_labels.h"
 #include "tarnwell/core/log.h"
 #include "tarnwell/core/record_coding.h"
+#include "tarnwell/platform/device_labels.h"
 
 namespace tarnwell {
 

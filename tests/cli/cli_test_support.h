@@ -12,10 +12,10 @@
 #include <vector>
 
 #include "tarnwell/core/sdk_config.h"
-#include "tarnwell/core/tarnwell.h"
 #include "tarnwell/platform/http_transport.h"
 #include "tarnwell/platform/memory_key_value_store.h"
 #include "tarnwell/platform/scripted_http_transport.h"
+#include "tarnwell/sdk/facade.h"
 #include "tools/cli/command_host.h"
 
 namespace tarnwell::cli::testing {

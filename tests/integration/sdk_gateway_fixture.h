@@ -8,9 +8,9 @@
 #include <functional>
 #include <memory>
 
-#include "tarnwell/core/tarnwell.h"
 #include "tarnwell/platform/curl_http_transport.h"
 #include "tarnwell/platform/memory_key_value_store.h"
+#include "tarnwell/sdk/facade.h"
 #include "tests/gateway/gateway_fixture.h"
 
 namespace tarnwell::testing {

@@ -4,9 +4,9 @@
 
 #include <future>
 
-#include "tarnwell/core/tarnwell.h"
 #include "tarnwell/platform/curl_http_transport.h"
 #include "tarnwell/platform/memory_key_value_store.h"
+#include "tarnwell/sdk/facade.h"
 #include "tests/gateway/gateway_fixture.h"
 #include "tests/support/log_recorder.h"
 #include "tests/support/loopback_server.h"

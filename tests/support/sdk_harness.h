@@ -17,10 +17,10 @@
 #include <string>
 #include <vector>
 
-#include "tarnwell/core/tarnwell.h"
 #include "tarnwell/platform/memory_key_value_store.h"
 #include "tarnwell/platform/scripted_http_transport.h"
 #include "tarnwell/platform/virtual_clock.h"
+#include "tarnwell/sdk/facade.h"
 
 namespace tarnwell::testing {
 

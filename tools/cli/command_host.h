@@ -19,7 +19,7 @@
 #include <optional>
 #include <string_view>
 
-#include <tarnwell/core/tarnwell.h>
+#include <tarnwell/sdk/facade.h>
 
 #include "tools/cli/builtin_commands.h"
 #include "tools/cli/command_table.h"

@@ -11,7 +11,7 @@
 #include <span>
 #include <string_view>
 
-#include <tarnwell/core/tarnwell.h>
+#include <tarnwell/sdk/facade.h>
 
 namespace tarnwell::cli {
 

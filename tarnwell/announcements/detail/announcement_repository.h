@@ -5,7 +5,7 @@
 // and never throws. Internal: includes Asio.
 #pragma once
 
-#include "tarnwell/backend/detail/content_repository.h"
+#include "tarnwell/content/detail/content_repository.h"
 #include "tarnwell/surveys/survey.h"
 
 namespace tarnwell {

@@ -15,7 +15,7 @@
 
 #include <vector>
 
-#include "tarnwell/backend/detail/content_repository.h"
+#include "tarnwell/content/detail/content_repository.h"
 #include "tarnwell/events/detail/runtime_telemetry_batcher.h"
 #include "tarnwell/flags/feature_flag.h"
 #include "tarnwell/flags/feature_flag_report.h"

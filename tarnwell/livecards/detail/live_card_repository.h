@@ -5,7 +5,7 @@
 // no state and never throws. Internal: includes Asio.
 #pragma once
 
-#include "tarnwell/backend/detail/content_repository.h"
+#include "tarnwell/content/detail/content_repository.h"
 #include "tarnwell/livecards/live_card.h"
 
 namespace tarnwell {

@@ -4,7 +4,7 @@
 // "get_surveys". It holds no state and never throws. Internal: includes Asio.
 #pragma once
 
-#include "tarnwell/backend/detail/content_repository.h"
+#include "tarnwell/content/detail/content_repository.h"
 #include "tarnwell/surveys/survey.h"
 
 namespace tarnwell {

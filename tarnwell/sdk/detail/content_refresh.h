@@ -1,4 +1,4 @@
-// File: tarnwell/core/detail/content_refresh.h
+// File: tarnwell/sdk/detail/content_refresh.h
 //
 // When content is asked for: each kind has a stamp of the last refresh let through and a time
 // to live from the runtime config. The stamp is written before the work starts, so a refresh

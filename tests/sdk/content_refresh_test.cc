@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "tarnwell/core/detail/content_refresh.h"
+#include "tarnwell/sdk/detail/content_refresh.h"
 
 namespace tarnwell {
 namespace {

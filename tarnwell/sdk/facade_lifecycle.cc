@@ -4,7 +4,7 @@
 #include <asio/io_context.hpp>
 
 
-#include "tarnwell/core/detail/tarnwell_impl.h"
+#include "tarnwell/sdk/detail/facade_impl.h"
 
 namespace tarnwell {
 

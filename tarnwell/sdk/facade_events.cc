@@ -1,6 +1,6 @@
 // Tracking an event: counted on the device at once, built on the main context from the
 // identity of the moment, then handed to the event queue.
-#include "tarnwell/core/detail/tarnwell_impl.h"
+#include "tarnwell/sdk/detail/facade_impl.h"
 
 namespace tarnwell {
 

@@ -1,4 +1,4 @@
-#include "tarnwell/backend/detail/runtime_bundle_repository.h"
+#include "tarnwell/content/detail/runtime_bundle_repository.h"
 
 #include <utility>
 

@@ -1,8 +1,8 @@
 // Identity, user sync and sessions: what the facade's identity operations run on the main
 // context, and how the backend hears of them.
 #include "tarnwell/backend/gateway_errors.h"
-#include "tarnwell/core/detail/tarnwell_impl.h"
 #include "tarnwell/core/text.h"
+#include "tarnwell/sdk/detail/facade_impl.h"
 
 namespace tarnwell {
 namespace {

@@ -1,6 +1,6 @@
 // Feature flags and experiments: reads answer absent (or the caller's default) and tracking
 // does nothing until the SDK is ready.
-#include "tarnwell/core/detail/tarnwell_impl.h"
+#include "tarnwell/sdk/detail/facade_impl.h"
 
 namespace tarnwell {
 

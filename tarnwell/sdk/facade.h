@@ -1,4 +1,4 @@
-// File: tarnwell/core/tarnwell.h
+// File: tarnwell/sdk/facade.h
 //
 // Tarnwell is the one object a host application talks to. It owns every component of the SDK,
 // runs the start-up from a configuration to a working SDK and publishes the lifecycle state.
@@ -25,14 +25,13 @@
 #include <optional>
 #include <string>
 
-#include <tarnwell/backend/runtime_bundle.h>
 #include <tarnwell/backend/runtime_config.h>
+#include <tarnwell/content/runtime_bundle.h>
 #include <tarnwell/core/environment.h>
 #include <tarnwell/core/json_value.h>
 #include <tarnwell/core/log.h>
 #include <tarnwell/core/sdk_config.h>
-#include <tarnwell/core/sdk_state.h>
-#include <tarnwell/core/user_debug_state.h>
+#include <tarnwell/export.h>
 #include <tarnwell/flags/feature_flag.h>
 #include <tarnwell/flags/flag_value.h>
 #include <tarnwell/platform/app_info.h>
@@ -43,7 +42,8 @@
 #include <tarnwell/platform/key_value_store.h>
 #include <tarnwell/platform/main_context.h>
 #include <tarnwell/platform/published.h>
-#include <tarnwell/export.h>
+#include <tarnwell/sdk/sdk_state.h>
+#include <tarnwell/sdk/user_debug_state.h>
 
 namespace tarnwell {
 

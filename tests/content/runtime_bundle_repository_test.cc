@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "tarnwell/backend/detail/runtime_bundle_repository.h"
+#include "tarnwell/content/detail/runtime_bundle_repository.h"
 #include "tarnwell/platform/memory_key_value_store.h"
 #include "tarnwell/platform/virtual_clock.h"
 #include "tests/support/log_recorder.h"

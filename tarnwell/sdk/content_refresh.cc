@@ -1,4 +1,4 @@
-#include "tarnwell/core/detail/content_refresh.h"
+#include "tarnwell/sdk/detail/content_refresh.h"
 
 namespace tarnwell {
 

@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
 #include "tarnwell/core/constants.h"
-#include "tarnwell/core/tarnwell.h"
 #include "tarnwell/platform/memory_key_value_store.h"
 #include "tarnwell/platform/scripted_http_transport.h"
+#include "tarnwell/sdk/facade.h"
 #include "tests/support/log_recorder.h"
 #include "tests/support/scratch_dir.h"
 

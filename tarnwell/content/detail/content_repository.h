@@ -1,4 +1,4 @@
-// File: tarnwell/backend/detail/content_repository.h
+// File: tarnwell/content/detail/content_repository.h
 //
 // What every content repository (surveys, announcements, live cards, flags) shares: a gateway
 // and a runtime bundle repository of its own over the one client, and the way it reads its list:
@@ -20,9 +20,9 @@
 #include <utility>
 #include <vector>
 
-#include "tarnwell/backend/detail/runtime_bundle_repository.h"
 #include "tarnwell/backend/detail/runtime_gateway_repository.h"
 #include "tarnwell/backend/gateway_errors.h"
+#include "tarnwell/content/detail/runtime_bundle_repository.h"
 #include "tarnwell/core/log.h"
 
 namespace tarnwell {

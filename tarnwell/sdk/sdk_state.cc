@@ -1,4 +1,4 @@
-#include "tarnwell/core/sdk_state.h"
+#include "tarnwell/sdk/sdk_state.h"
 
 namespace tarnwell {
 

@@ -1,4 +1,4 @@
-// File: tarnwell/core/detail/tarnwell_impl.h
+// File: tarnwell/sdk/detail/facade_impl.h
 //
 // What the Tarnwell facade owns and the routines its public members run on the main context.
 // The members are split by theme over tarnwell.cc (construction and reads), tarnwell_startup.cc,
@@ -19,8 +19,6 @@
 #include <optional>
 
 #include "tarnwell/backend/detail/api_key_repository.h"
-#include "tarnwell/core/detail/content_refresh.h"
-#include "tarnwell/core/tarnwell.h"
 #include "tarnwell/events/behavioral_event_tracker.h"
 #include "tarnwell/events/detail/event_manager.h"
 #include "tarnwell/events/detail/runtime_telemetry_batcher.h"
@@ -31,6 +29,8 @@
 #include "tarnwell/platform/detail/async.h"
 #include "tarnwell/platform/detail/closable_seams.h"
 #include "tarnwell/platform/uuid.h"
+#include "tarnwell/sdk/detail/content_refresh.h"
+#include "tarnwell/sdk/facade.h"
 
 namespace tarnwell {
 

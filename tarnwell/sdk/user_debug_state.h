@@ -1,4 +1,4 @@
-// File: tarnwell/core/user_debug_state.h
+// File: tarnwell/sdk/user_debug_state.h
 //
 // UserDebugState is a snapshot of who the SDK thinks the user is, for support screens and
 // debugging: the identifiers, the session and the tenant.

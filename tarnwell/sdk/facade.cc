@@ -1,13 +1,13 @@
 // The facade's construction, its lazily built components and its reads.
-#include "tarnwell/core/tarnwell.h"
+#include "tarnwell/sdk/facade.h"
 
 #include <asio/co_spawn.hpp>
 #include <asio/io_context.hpp>
 
 #include "tarnwell/backend/gateway_errors.h"
 #include "tarnwell/core/constants.h"
-#include "tarnwell/core/detail/tarnwell_impl.h"
 #include "tarnwell/platform/curl_http_transport.h"
+#include "tarnwell/sdk/detail/facade_impl.h"
 
 namespace tarnwell {
 

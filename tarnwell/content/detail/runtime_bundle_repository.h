@@ -1,4 +1,4 @@
-// File: tarnwell/backend/detail/runtime_bundle_repository.h
+// File: tarnwell/content/detail/runtime_bundle_repository.h
 //
 // RuntimeBundleRepository keeps the runtime bundle of the current team and environment in the
 // key-value store and asks the gateway for a newer one when the stored one is older than 900
@@ -21,7 +21,7 @@
 
 #include "tarnwell/backend/appwrite_client.h"
 #include "tarnwell/backend/detail/runtime_gateway_repository.h"
-#include "tarnwell/backend/runtime_bundle.h"
+#include "tarnwell/content/runtime_bundle.h"
 #include "tarnwell/platform/clock.h"
 #include "tarnwell/platform/key_value_store.h"
 

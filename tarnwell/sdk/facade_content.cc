@@ -2,7 +2,7 @@
 #include <asio/co_spawn.hpp>
 #include <asio/experimental/awaitable_operators.hpp>
 
-#include "tarnwell/core/detail/tarnwell_impl.h"
+#include "tarnwell/sdk/detail/facade_impl.h"
 
 namespace tarnwell {
 

@@ -1,4 +1,4 @@
-#include <tarnwell/core/device_labels.h>
+#include <tarnwell/platform/device_labels.h>
 
 #include <gtest/gtest.h>
 

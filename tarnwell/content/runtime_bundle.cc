@@ -1,4 +1,4 @@
-#include "tarnwell/backend/runtime_bundle.h"
+#include "tarnwell/content/runtime_bundle.h"
 
 #include <tuple>
 

@@ -1,4 +1,4 @@
-// File: tarnwell/core/device_labels.h
+// File: tarnwell/platform/device_labels.h
 //
 // The labels the SDK shows and sends for a device: its model identifier, its family
 // ("iPhone", "iPad", ...) and a display name that joins the two when they say different things.

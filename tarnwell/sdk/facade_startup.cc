@@ -5,7 +5,7 @@
 #include <asio/io_context.hpp>
 
 #include "tarnwell/backend/gateway_errors.h"
-#include "tarnwell/core/detail/tarnwell_impl.h"
+#include "tarnwell/sdk/detail/facade_impl.h"
 
 namespace tarnwell {
 

@@ -1,4 +1,4 @@
-// File: tarnwell/core/sdk_state.h
+// File: tarnwell/sdk/sdk_state.h
 //
 // SDKState is the SDK's lifecycle as the host sees it: notInitialized at construction,
 // initializing while a start-up runs, ready once it succeeded, error with the failure's text

@@ -1,4 +1,4 @@
-// File: tarnwell/backend/runtime_bundle.h
+// File: tarnwell/content/runtime_bundle.h
 //
 // RuntimeBundle is all delivered content of an application in one cached, versioned document:
 // surveys, announcements, live cards and feature flags, with the server's version marks and the

@@ -1,4 +1,4 @@
-#include "tarnwell/core/user_debug_state.h"
+#include "tarnwell/sdk/user_debug_state.h"
 
 #include "tarnwell/core/record_coding.h"
 
