@@ -52,28 +52,20 @@ asio::awaitable<void> Tarnwell::Impl::readStoredRuntimeBundle(
 // ---- Public refresh operations -------------------------------------------------------------
 
 void Tarnwell::refreshAllContent(std::function<void()> completion) {
-  impl_->runOnMain([impl = impl_.get(), completion = std::move(completion)]() mutable {
-    impl->spawnThen(impl->refreshAllContent(), std::move(completion));
-  });
+  impl_->spawnThen(impl_->refreshAllContent(), std::move(completion));
 }
 
 void Tarnwell::refreshFeatureFlags(bool force, std::function<void()> completion) {
-  impl_->runOnMain([impl = impl_.get(), force, completion = std::move(completion)]() mutable {
-    impl->spawnThen(impl->refreshFeatureFlags(force), std::move(completion));
-  });
+  impl_->spawnThen(impl_->refreshFeatureFlags(force), std::move(completion));
 }
 
 void Tarnwell::getStoredRuntimeBundle(std::function<void(std::optional<RuntimeBundle>)> completion) {
-  impl_->runOnMain([impl = impl_.get(), completion = std::move(completion)]() mutable {
-    impl->spawnOnMain(impl->readStoredRuntimeBundle(std::move(completion)));
-  });
+  impl_->spawnOnMain(impl_->readStoredRuntimeBundle(std::move(completion)));
 }
 
 void Tarnwell::Impl::refreshDeliveredContentThen(DeliveredContent kind, bool force,
                                                  std::function<void()> completion) {
-  runOnMain([this, kind, force, completion = std::move(completion)]() mutable {
-    spawnThen(refreshDeliveredContent(kind, force), std::move(completion));
-  });
+  spawnThen(refreshDeliveredContent(kind, force), std::move(completion));
 }
 
 void Tarnwell::refreshSurveys(bool force, std::function<void()> completion) {

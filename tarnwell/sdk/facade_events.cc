@@ -33,9 +33,7 @@ void Tarnwell::trackEvent(std::string name, JSONObject properties, std::string e
 }
 
 void Tarnwell::getQueuedEventCount(std::function<void(std::size_t)> completion) {
-  impl_->runOnMain([impl = impl_.get(), completion = std::move(completion)]() mutable {
-    impl->spawnOnMain(impl->reportQueuedEventCount(std::move(completion)));
-  });
+  impl_->spawnOnMain(impl_->reportQueuedEventCount(std::move(completion)));
 }
 
 asio::awaitable<void> Tarnwell::Impl::reportQueuedEventCount(std::function<void(std::size_t)> completion) {

@@ -30,42 +30,40 @@ asio::awaitable<void> Tarnwell::Impl::readExperimentConfig(
   if (completion) completion(std::move(experiment));
 }
 
+asio::awaitable<void> Tarnwell::Impl::trackExperimentExposure(std::string key, JSONObject context) {
+  if (isReady()) co_await featureFlagManager()->trackExperimentExposure(std::move(key), std::move(context));
+}
+
+asio::awaitable<void> Tarnwell::Impl::trackExperimentConversion(std::string key, std::optional<std::string> goalId,
+                                                                std::optional<JSONValue> value, JSONObject context) {
+  if (!isReady()) co_return;
+  co_await featureFlagManager()->trackExperimentConversion(std::move(key), std::move(goalId), std::move(value),
+                                                           std::move(context));
+}
+
 // ---- Public operations ---------------------------------------------------------------------
 
 void Tarnwell::getFeatureFlagValue(std::string key, std::function<void(std::optional<JSONValue>)> completion) {
-  impl_->runOnMain([impl = impl_.get(), key = std::move(key), completion = std::move(completion)]() mutable {
-    impl->spawnOnMain(impl->readFeatureFlagValue(std::move(key), std::move(completion)));
-  });
+  impl_->spawnOnMain(impl_->readFeatureFlagValue(std::move(key), std::move(completion)));
 }
 
 void Tarnwell::getExperimentVariation(std::string key, std::function<void(std::optional<Variation>)> completion) {
-  impl_->runOnMain([impl = impl_.get(), key = std::move(key), completion = std::move(completion)]() mutable {
-    impl->spawnOnMain(impl->readExperimentVariation(std::move(key), std::move(completion)));
-  });
+  impl_->spawnOnMain(impl_->readExperimentVariation(std::move(key), std::move(completion)));
 }
 
 void Tarnwell::getExperimentConfig(std::string key,
                                    std::function<void(std::optional<ExperimentConfig>)> completion) {
-  impl_->runOnMain([impl = impl_.get(), key = std::move(key), completion = std::move(completion)]() mutable {
-    impl->spawnOnMain(impl->readExperimentConfig(std::move(key), std::move(completion)));
-  });
+  impl_->spawnOnMain(impl_->readExperimentConfig(std::move(key), std::move(completion)));
 }
 
 void Tarnwell::trackExperimentExposure(std::string key, JSONObject context) {
-  impl_->runOnMain([impl = impl_.get(), key = std::move(key), context = std::move(context)]() mutable {
-    if (!impl->isReady()) return;
-    impl->spawnOnMain(impl->featureFlagManager()->trackExperimentExposure(std::move(key), std::move(context)));
-  });
+  impl_->spawnOnMain(impl_->trackExperimentExposure(std::move(key), std::move(context)));
 }
 
 void Tarnwell::trackExperimentConversion(std::string key, std::optional<std::string> goalId,
                                          std::optional<JSONValue> value, JSONObject context) {
-  impl_->runOnMain([impl = impl_.get(), key = std::move(key), goalId = std::move(goalId), value = std::move(value),
-                    context = std::move(context)]() mutable {
-    if (!impl->isReady()) return;
-    impl->spawnOnMain(impl->featureFlagManager()->trackExperimentConversion(std::move(key), std::move(goalId),
-                                                                             std::move(value), std::move(context)));
-  });
+  impl_->spawnOnMain(
+      impl_->trackExperimentConversion(std::move(key), std::move(goalId), std::move(value), std::move(context)));
 }
 
 }  // namespace tarnwell

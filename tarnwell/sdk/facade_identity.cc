@@ -141,9 +141,7 @@ asio::awaitable<void> Tarnwell::Impl::persistSessionEnd(UserSyncSnapshot snapsho
 // ---- Public identity operations ------------------------------------------------------------
 
 void Tarnwell::identify(std::string userId, JSONObject traits) {
-  impl_->runOnMain([impl = impl_.get(), userId = std::move(userId), traits = std::move(traits)]() mutable {
-    impl->spawnOnMain(impl->identify(std::move(userId), std::move(traits)));
-  });
+  impl_->spawnOnMain(impl_->identify(std::move(userId), std::move(traits)));
 }
 
 void Tarnwell::setUserProfile(std::string userId, std::string userType, JSONObject userProperties,
@@ -162,7 +160,7 @@ void Tarnwell::setUserProfile(std::string userId, std::string userType, JSONObje
 }
 
 void Tarnwell::resetUser(std::string) {
-  impl_->runOnMain([impl = impl_.get()] { impl->spawnOnMain(impl->resetUser()); });
+  impl_->spawnOnMain(impl_->resetUser());
 }
 
 void Tarnwell::Impl::setPropertyThenSync(std::function<void(PropertyManager&)> change) {

@@ -84,7 +84,7 @@ void Tarnwell::Impl::startFlushAll() {
     std::lock_guard lock(flushMutex);
     ++flushesInFlight;
   }
-  runOnMain([this] { spawnOnMain(flushAll()); });
+  spawnOnMain(flushAll());
 }
 
 asio::awaitable<void> Tarnwell::Impl::flushAll() {

@@ -1,8 +1,9 @@
 // File: tarnwell/sdk/detail/facade_impl.h
 //
 // What the Tarnwell facade owns and the routines its public members run on the main context.
-// The members are split by theme over tarnwell.cc (construction and reads), tarnwell_startup.cc,
-// tarnwell_identity.cc, tarnwell_events.cc and tarnwell_lifecycle.cc.
+// The members are split by theme over facade.cc (construction and reads), facade_startup.cc,
+// facade_identity.cc, facade_events.cc, facade_flags.cc, facade_content.cc and
+// facade_lifecycle.cc.
 //
 // Threads: fields under "main context only" are touched only there; the ones under `mutex` may
 // be read from any thread. Coroutines started here run on the main context and refer to the
@@ -38,12 +39,16 @@ struct Tarnwell::Impl {
   explicit Impl(HostOptions options);
   ~Impl();
 
-  // Work that touches main-context state runs there: at once when already on it.
+  // Work that touches main-context state runs there: at once when already on it, else posted
+  // in order with every other call.
   void runOnMain(std::function<void()> work);
-  // Starts a coroutine on the main context; nobody waits for it.
+  // Starts a coroutine on the main context; nobody waits for it. Callable from any thread: an
+  // awaitable runs nothing until it is started, so a public operation hands over its member
+  // coroutine as it is (`spawnOnMain(impl_->identify(id, traits))`); it starts at once when
+  // called on the main context, else it is posted in order like runOnMain.
   void spawnOnMain(asio::awaitable<void> work);
 
-  // ---- Lazily built components -----------------------------------------------------------
+  // ---- Lazily built components ----------------------------------------------------------
   std::shared_ptr<AppwriteClient> client();
   ApiKeyRepository& apiKeyRepository();
   UserRepository& userRepository();
@@ -54,7 +59,7 @@ struct Tarnwell::Impl {
   // Each content repository reads through a bundle repository of its own over the one client.
   RuntimeBundleRepository makeRuntimeBundleRepository();
 
-  // ---- Start-up (tarnwell_startup.cc) ----------------------------------------------------
+  // ---- Start-up (facade_startup.cc) -----------------------------------------------------
   void beginStartUp(TarnwellSDKConfig config, StateCallback completion);
   asio::awaitable<void> startUp(TarnwellSDKConfig config, StateCallback completion);
   void failStartUp(const std::exception& error, const StateCallback& completion);
@@ -62,7 +67,7 @@ struct Tarnwell::Impl {
   std::optional<ApiKeyConfig> loadedConfig() const;
   bool isReady() const { return state.value().kind() == SDKState::Kind::ready; }
 
-  // ---- Identity and sessions (tarnwell_identity.cc) --------------------------------------
+  // ---- Identity and sessions (facade_identity.cc) ---------------------------------------
   std::optional<UserSyncSnapshot> makeSnapshot(std::optional<std::string> sessionOverride = std::nullopt,
                                                bool isRegistered = false);
   void scheduleUserSync(std::chrono::milliseconds delay);
@@ -77,19 +82,19 @@ struct Tarnwell::Impl {
   asio::awaitable<void> persistSessionEnd(UserSyncSnapshot snapshot, JSONObject sessionData);
   void setPropertyThenSync(std::function<void(PropertyManager&)> change);
 
-  // ---- Events (tarnwell_events.cc) -------------------------------------------------------
+  // ---- Events (facade_events.cc) --------------------------------------------------------
   void trackEvent(const std::string& name, const JSONObject& properties, const std::string& eventType);
   asio::awaitable<void> queueEvent(EventRecord record);
   asio::awaitable<void> reportQueuedEventCount(std::function<void(std::size_t)> completion);
 
-  // ---- Content and flags (tarnwell_content.cc, tarnwell_flags.cc) -------------------------
+  // ---- Content and flags (facade_content.cc, facade_flags.cc) ---------------------------
   asio::awaitable<void> refreshAllContent();
   asio::awaitable<void> refreshFeatureFlags(bool force);
   // The kinds whose refresh feeds a delivery manager's published list.
   enum class DeliveredContent { surveys, announcements, liveCards };
   asio::awaitable<void> refreshDeliveredContent(DeliveredContent kind, bool force);
   void refreshDeliveredContentThen(DeliveredContent kind, bool force, std::function<void()> completion);
-  // Runs `work` on the main context and calls `completion` there when it has ended.
+  // Runs `work` on the main context and calls `completion` there when it has ended; from any thread.
   void spawnThen(asio::awaitable<void> work, std::function<void()> completion);
   asio::awaitable<void> readStoredRuntimeBundle(std::function<void(std::optional<RuntimeBundle>)> completion);
   asio::awaitable<void> readFeatureFlagValue(std::string key, std::function<void(std::optional<JSONValue>)> completion);
@@ -97,8 +102,11 @@ struct Tarnwell::Impl {
                                                 std::function<void(std::optional<Variation>)> completion);
   asio::awaitable<void> readExperimentConfig(std::string key,
                                              std::function<void(std::optional<ExperimentConfig>)> completion);
+  asio::awaitable<void> trackExperimentExposure(std::string key, JSONObject context);
+  asio::awaitable<void> trackExperimentConversion(std::string key, std::optional<std::string> goalId,
+                                                  std::optional<JSONValue> value, JSONObject context);
 
-  // ---- Lifecycle (tarnwell_lifecycle.cc) -------------------------------------------------
+  // ---- Lifecycle (facade_lifecycle.cc) --------------------------------------------------
   void handleForeground();
   void handleBackground();
   void flushInBackground();
