@@ -15,9 +15,9 @@
 #include "bench/ratio_reporter.h"
 #include "tarnwell/events/detail/event_manager.h"
 #include "tarnwell/events/event_sampling.h"
-#include "tarnwell/platform/scripted_http_transport.h"
+#include "tarnwell/testing/scripted_http_transport.h"
 #include "tarnwell/platform/sqlite_key_value_store.h"
-#include "tarnwell/platform/virtual_clock.h"
+#include "tarnwell/testing/virtual_clock.h"
 #include "tests/support/scratch_dir.h"
 
 namespace {
@@ -66,9 +66,9 @@ void BM_QueueEventWithPersist(benchmark::State& state) {
   auto store = openStore(dir);
   asio::io_context io;
   auto keepPolling = asio::make_work_guard(io);  // poll() must not stop the context when idle
-  VirtualClock clock;
+  testing::VirtualClock clock;
   UuidGenerator uuids(1);
-  auto transport = std::make_shared<ScriptedHttpTransport>();
+  auto transport = std::make_shared<testing::ScriptedHttpTransport>();
   transport->holdResponses(true);
   auto client = std::make_shared<AppwriteClient>("https://api.example.com/v1", "p", "d", "g");
   auto manager = EventManager::create(

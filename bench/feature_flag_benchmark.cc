@@ -9,7 +9,7 @@
 
 #include "bench/ratio_reporter.h"
 #include "tarnwell/platform/memory_key_value_store.h"
-#include "tarnwell/platform/scripted_http_transport.h"
+#include "tarnwell/testing/scripted_http_transport.h"
 #include "tarnwell/sdk/facade.h"
 
 namespace {
@@ -56,7 +56,7 @@ tarnwell::HttpResponse respond(const tarnwell::HttpRequest& request) {
 
 tarnwell::Tarnwell& sdk() {
   static tarnwell::Tarnwell* instance = [] {
-    auto transport = std::make_shared<tarnwell::ScriptedHttpTransport>();
+    auto transport = std::make_shared<tarnwell::testing::ScriptedHttpTransport>();
     transport->setResponder(respond);
     tarnwell::HostOptions options;
     options.store = std::make_shared<tarnwell::MemoryKeyValueStore>();

@@ -12,8 +12,8 @@
 #include "bench/ratio_reporter.h"
 #include "tarnwell/content/detail/runtime_bundle_repository.h"
 #include "tarnwell/platform/memory_key_value_store.h"
-#include "tarnwell/platform/scripted_http_transport.h"
-#include "tarnwell/platform/virtual_clock.h"
+#include "tarnwell/testing/scripted_http_transport.h"
+#include "tarnwell/testing/virtual_clock.h"
 
 namespace {
 
@@ -112,9 +112,9 @@ BENCHMARK(BM_RuntimeBundleDecode);
 
 void BM_LoadBundleFreshPath(benchmark::State& state) {
   tarnwell::MemoryKeyValueStore store;
-  tarnwell::VirtualClock clock(tarnwell::fromEpochSeconds(1.8e9 + 10));
+  tarnwell::testing::VirtualClock clock(tarnwell::fromEpochSeconds(1.8e9 + 10));
   auto client = std::make_shared<tarnwell::AppwriteClient>("https://gw.invalid/v1", "p", "d", "fn");
-  auto transport = std::make_shared<tarnwell::ScriptedHttpTransport>();
+  auto transport = std::make_shared<tarnwell::testing::ScriptedHttpTransport>();
   tarnwell::RuntimeBundleRepository bundles(tarnwell::RuntimeGatewayRepository(client, transport), client, store, clock);
   store.setBytes(bundles.bundleCacheKey(), tarnwell::asBytes(bundleText()));
   asio::io_context io;

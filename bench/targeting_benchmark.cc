@@ -10,7 +10,7 @@
 #include "bench/ratio_reporter.h"
 #include "tarnwell/core/log.h"
 #include "tarnwell/platform/memory_key_value_store.h"
-#include "tarnwell/platform/virtual_clock.h"
+#include "tarnwell/testing/virtual_clock.h"
 #include "tarnwell/targeting/rule_evaluation.h"
 
 namespace {
@@ -22,7 +22,7 @@ using namespace tarnwell;
 struct Stores {
   MemoryKeyValueStore store;
   UuidGenerator uuids{1};
-  VirtualClock clock;
+  testing::VirtualClock clock;
   PropertyManager properties{store, AppInfo{"com.example.notes", "2.4.0", "412", "Notes", "Notes"}, iosDeviceProfile,
                              uuids};
   SessionManager sessions{clock, uuids};

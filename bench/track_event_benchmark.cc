@@ -4,7 +4,7 @@
 
 #include "bench/ratio_reporter.h"
 #include "tarnwell/platform/memory_key_value_store.h"
-#include "tarnwell/platform/scripted_http_transport.h"
+#include "tarnwell/testing/scripted_http_transport.h"
 #include "tarnwell/sdk/facade.h"
 
 namespace {
@@ -17,7 +17,7 @@ constexpr const char* kBootstrap =
 tarnwell::Tarnwell& readySdk() {
   static tarnwell::Tarnwell* sdk = [] {
     tarnwell::setLogSink([](tarnwell::LogLevel, std::string_view) {});
-    auto transport = std::make_shared<tarnwell::ScriptedHttpTransport>();
+    auto transport = std::make_shared<tarnwell::testing::ScriptedHttpTransport>();
     transport->setResponder([](const tarnwell::HttpRequest& request) {
       tarnwell::HttpResponse response;
       response.status = 200;

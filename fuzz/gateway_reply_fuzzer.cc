@@ -12,7 +12,7 @@
 #include "tarnwell/backend/detail/runtime_gateway_repository.h"
 #include "tarnwell/backend/gateway_errors.h"
 #include "tarnwell/flags/feature_flag.h"
-#include "tarnwell/platform/scripted_http_transport.h"
+#include "tarnwell/testing/scripted_http_transport.h"
 #include "tarnwell/targeting/segment.h"
 
 namespace tarnwell {
@@ -48,7 +48,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   static const auto client = std::make_shared<AppwriteClient>("https://gateway.invalid/v1", "proj", "db", "fn");
   // A transport per input: it keeps a copy of every request it is sent.
-  const auto transport = std::make_shared<ScriptedHttpTransport>();
+  const auto transport = std::make_shared<testing::ScriptedHttpTransport>();
   transport->setResponder([&reply](const HttpRequest&) { return HttpResult(reply); });
   RuntimeGatewayRepository gateway(client, transport);
 

@@ -11,7 +11,7 @@
 #include "fuzz/fuzz_support.h"
 #include "tarnwell/backend/detail/runtime_gateway_repository.h"
 #include "tarnwell/core/iso8601.h"
-#include "tarnwell/platform/virtual_clock.h"
+#include "tarnwell/testing/virtual_clock.h"
 #include "tools/gateway/actions.h"
 #include "tools/gateway/execution_wire.h"
 
@@ -41,7 +41,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   using namespace tarnwell::gateway;
   static const GatewayContent content = GatewayContent::parse(kContent);
   static const ActionTable actions = standardActions();
-  static VirtualClock clock;
+  static testing::VirtualClock clock;
 
   ExecutionRequest request;
   try {

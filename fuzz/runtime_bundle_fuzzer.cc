@@ -11,13 +11,13 @@
 #include "tarnwell/content/detail/runtime_bundle_repository.h"
 #include "tarnwell/core/timestamp.h"
 #include "tarnwell/platform/memory_key_value_store.h"
-#include "tarnwell/platform/scripted_http_transport.h"
-#include "tarnwell/platform/virtual_clock.h"
+#include "tarnwell/testing/scripted_http_transport.h"
+#include "tarnwell/testing/virtual_clock.h"
 
 namespace tarnwell {
 namespace {
 
-void answerEveryRequest(ScriptedHttpTransport& transport, int status, std::string body) {
+void answerEveryRequest(testing::ScriptedHttpTransport& transport, int status, std::string body) {
   HttpResponse reply;
   reply.status = status;
   reply.body = std::move(body);
@@ -46,8 +46,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     return made;
   }();
   MemoryKeyValueStore store;
-  VirtualClock clock;
-  const auto transport = std::make_shared<ScriptedHttpTransport>();
+  testing::VirtualClock clock;
+  const auto transport = std::make_shared<testing::ScriptedHttpTransport>();
   RuntimeBundleRepository bundles(RuntimeGatewayRepository(client, transport), client, store, clock);
   store.setBytes(bundles.bundleCacheKey(), asBytes(stored));
   fuzz::require(bundles.readCachedBundle() == decoded, "the cache reads the stored value otherwise than decodeText");

@@ -30,11 +30,8 @@
 #include <tarnwell/platform/http_transport.h>
 #include <tarnwell/platform/key_value_store.h>
 #include <tarnwell/platform/main_context.h>
-#include <tarnwell/platform/memory_key_value_store.h>
 #include <tarnwell/platform/published.h>
-#include <tarnwell/platform/scripted_http_transport.h>
 #include <tarnwell/platform/sqlite_key_value_store.h>
-#include <tarnwell/platform/virtual_clock.h>
 #include <tarnwell/sdk/facade.h>
 #include <tarnwell/sdk/sdk_state.h>
 #include <tarnwell/sdk/user_debug_state.h>

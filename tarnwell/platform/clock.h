@@ -1,7 +1,7 @@
 // File: tarnwell/platform/clock.h
 //
 // Clock is the SDK's only source of "now" and of waiting. Every stamp, time to live, debounce,
-// delay and flush period goes through it, so tests can swap in a VirtualClock and run a day of
+// delay and flush period goes through it, so tests can swap in the test kit's VirtualClock and run a day of
 // schedule in milliseconds.
 //
 //   auto clock = tarnwell::systemClock();

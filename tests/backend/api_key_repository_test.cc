@@ -2,7 +2,7 @@
 
 #include "tarnwell/backend/detail/api_key_repository.h"
 #include "tarnwell/backend/gateway_errors.h"
-#include "tarnwell/platform/scripted_http_transport.h"
+#include "tarnwell/testing/scripted_http_transport.h"
 #include "tests/support/run_sync.h"
 
 namespace tarnwell {
@@ -24,7 +24,7 @@ constexpr std::string_view kRuntimeConfig = R"({
 
 struct ApiKeyRepositoryTest : ::testing::Test {
   std::shared_ptr<AppwriteClient> client = std::make_shared<AppwriteClient>("https://api.example.com/v1", "p", "d", "g");
-  std::shared_ptr<ScriptedHttpTransport> transport = std::make_shared<ScriptedHttpTransport>();
+  std::shared_ptr<testing::ScriptedHttpTransport> transport = std::make_shared<testing::ScriptedHttpTransport>();
   ApiKeyRepository repository{client, transport};
 
   void answer(const std::string& data) {

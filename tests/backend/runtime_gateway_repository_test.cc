@@ -5,7 +5,7 @@
 #include "tarnwell/backend/detail/runtime_gateway_repository.h"
 #include "tarnwell/backend/gateway_errors.h"
 #include "tarnwell/core/coding_error.h"
-#include "tarnwell/platform/scripted_http_transport.h"
+#include "tarnwell/testing/scripted_http_transport.h"
 #include "tests/support/run_sync.h"
 
 namespace tarnwell {
@@ -34,7 +34,7 @@ HttpResponse execution(const std::string& envelope) {
 struct RuntimeGatewayRepositoryTest : ::testing::Test {
   std::shared_ptr<AppwriteClient> client =
       std::make_shared<AppwriteClient>("https://api.example.com/v1", "proj", "db", "fn_gateway");
-  std::shared_ptr<ScriptedHttpTransport> transport = std::make_shared<ScriptedHttpTransport>();
+  std::shared_ptr<testing::ScriptedHttpTransport> transport = std::make_shared<testing::ScriptedHttpTransport>();
   RuntimeGatewayRepository gateway{client, transport};
 
   JSONObject execute(bool includeToken = true) {

@@ -8,7 +8,7 @@
 
 #include "tarnwell/platform/uuid.h"
 #include "tests/cli/cli_test_support.h"
-#include "tests/support/log_recorder.h"
+#include "tarnwell/testing/log_recorder.h"
 
 namespace tarnwell::cli {
 namespace {

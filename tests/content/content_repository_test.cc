@@ -7,9 +7,9 @@
 #include "tarnwell/livecards/detail/live_card_repository.h"
 #include "tarnwell/platform/main_context.h"
 #include "tarnwell/platform/memory_key_value_store.h"
-#include "tarnwell/platform/virtual_clock.h"
+#include "tarnwell/testing/virtual_clock.h"
 #include "tarnwell/surveys/detail/survey_repository.h"
-#include "tests/support/log_recorder.h"
+#include "tarnwell/testing/log_recorder.h"
 #include "tests/support/run_sync.h"
 #include "tests/support/scripted_gateway.h"
 
@@ -22,10 +22,10 @@ using testing::sentInput;
 
 struct Fixture {
   MemoryKeyValueStore store;
-  VirtualClock clock;
+  testing::VirtualClock clock;
   MainContext main{MainContext::Mode::hostPumped};
   std::shared_ptr<AppwriteClient> client = std::make_shared<AppwriteClient>("https://gw.test/v1", "p", "d", "fn");
-  std::shared_ptr<ScriptedHttpTransport> transport = std::make_shared<ScriptedHttpTransport>();
+  std::shared_ptr<testing::ScriptedHttpTransport> transport = std::make_shared<testing::ScriptedHttpTransport>();
   RuntimeTelemetryBatcher telemetry{client, transport,
                                     RuntimeTelemetryQueue::create(store, clock, main.ioContext().get_executor())};
   RuntimeGatewayRepository gateway() { return RuntimeGatewayRepository(client, transport); }

@@ -2,8 +2,8 @@
 
 #include "tarnwell/content/detail/runtime_bundle_repository.h"
 #include "tarnwell/platform/memory_key_value_store.h"
-#include "tarnwell/platform/virtual_clock.h"
-#include "tests/support/log_recorder.h"
+#include "tarnwell/testing/virtual_clock.h"
+#include "tarnwell/testing/log_recorder.h"
 #include "tests/support/run_sync.h"
 #include "tests/support/scripted_gateway.h"
 
@@ -28,9 +28,9 @@ std::string fullItems() {
 
 struct RuntimeBundleRepositoryTest : ::testing::Test {
   MemoryKeyValueStore store;
-  VirtualClock clock{fromEpochSeconds(1'800'000'000)};
+  testing::VirtualClock clock{fromEpochSeconds(1'800'000'000)};
   std::shared_ptr<AppwriteClient> client = std::make_shared<AppwriteClient>("https://gw.test/v1", "p", "d", "fn");
-  std::shared_ptr<ScriptedHttpTransport> transport = std::make_shared<ScriptedHttpTransport>();
+  std::shared_ptr<testing::ScriptedHttpTransport> transport = std::make_shared<testing::ScriptedHttpTransport>();
   RuntimeBundleRepository bundles{RuntimeGatewayRepository(client, transport), client, store, clock};
   testing::LogRecorder log;
 
@@ -156,9 +156,9 @@ TEST_F(RuntimeBundleRepositoryTest, ForceAsksEvenWhenFreshAndStillSendsTheVersio
 
 TEST(RuntimeBundleKeyTest, MissingTenantFallsBackToPlaceholders) {
   MemoryKeyValueStore store;
-  VirtualClock clock;
+  testing::VirtualClock clock;
   auto client = std::make_shared<AppwriteClient>("https://gw.test/v1", "p", "d", "fn");
-  RuntimeBundleRepository bundles{RuntimeGatewayRepository(client, std::make_shared<ScriptedHttpTransport>()), client,
+  RuntimeBundleRepository bundles{RuntimeGatewayRepository(client, std::make_shared<testing::ScriptedHttpTransport>()), client,
                                   store, clock};
   EXPECT_EQ(bundles.bundleCacheKey(), "tarnwell.runtimeBundle.unknown_team.production");
   client->setEnvironment("");

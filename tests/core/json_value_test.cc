@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "tarnwell/core/json_value.h"
-#include "tests/support/log_recorder.h"
+#include "tarnwell/testing/log_recorder.h"
 
 namespace tarnwell {
 namespace {

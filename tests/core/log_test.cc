@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "tests/support/log_recorder.h"
+#include "tarnwell/testing/log_recorder.h"
 
 namespace tarnwell {
 namespace {

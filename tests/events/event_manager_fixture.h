@@ -15,9 +15,9 @@
 #include "tarnwell/events/detail/event_manager.h"
 #include "tarnwell/platform/main_context.h"
 #include "tarnwell/platform/memory_key_value_store.h"
-#include "tarnwell/platform/scripted_http_transport.h"
-#include "tarnwell/platform/virtual_clock.h"
-#include "tests/support/log_recorder.h"
+#include "tarnwell/testing/scripted_http_transport.h"
+#include "tarnwell/testing/virtual_clock.h"
+#include "tarnwell/testing/log_recorder.h"
 
 namespace tarnwell::testing {
 
@@ -50,10 +50,10 @@ inline HttpResponse gatewayReply(std::string body) {
 
 struct EventManagerTest : ::testing::Test {
   MainContext main{MainContext::Mode::hostPumped};
-  VirtualClock clock;
+  testing::VirtualClock clock;
   MemoryKeyValueStore store;
   std::shared_ptr<AppwriteClient> client = std::make_shared<AppwriteClient>("https://api.example.com/v1", "p", "d", "g");
-  std::shared_ptr<ScriptedHttpTransport> transport = std::make_shared<ScriptedHttpTransport>();
+  std::shared_ptr<testing::ScriptedHttpTransport> transport = std::make_shared<testing::ScriptedHttpTransport>();
   UuidGenerator uuids{5};
   std::shared_ptr<EventManager> manager = EventManager::create(
       main.ioContext().get_executor(), EventRepository(RuntimeGatewayRepository(client, transport), clock, uuids, std::nullopt),

@@ -4,9 +4,9 @@
 
 #include "tarnwell/core/text.h"
 #include "tarnwell/events/detail/event_repository.h"
-#include "tarnwell/platform/scripted_http_transport.h"
-#include "tarnwell/platform/virtual_clock.h"
-#include "tests/support/log_recorder.h"
+#include "tarnwell/testing/scripted_http_transport.h"
+#include "tarnwell/testing/virtual_clock.h"
+#include "tarnwell/testing/log_recorder.h"
 #include "tests/support/run_sync.h"
 
 namespace tarnwell {
@@ -34,8 +34,8 @@ EventRecord outgoingEvent(std::string name = "checkout") {
 
 struct EventRepositoryTest : ::testing::Test {
   std::shared_ptr<AppwriteClient> client = std::make_shared<AppwriteClient>("https://api.example.com/v1", "p", "d", "g");
-  std::shared_ptr<ScriptedHttpTransport> transport = std::make_shared<ScriptedHttpTransport>();
-  VirtualClock clock;
+  std::shared_ptr<testing::ScriptedHttpTransport> transport = std::make_shared<testing::ScriptedHttpTransport>();
+  testing::VirtualClock clock;
   UuidGenerator uuids{11};
   UuidGenerator sameUuids{11};  // replays the ids the repository draws
   EventRepository repository{RuntimeGatewayRepository(client, transport), clock, uuids, "com.example.main"};

@@ -16,9 +16,9 @@
 #include "tarnwell/events/detail/runtime_telemetry_batcher.h"
 #include "tarnwell/platform/main_context.h"
 #include "tarnwell/platform/memory_key_value_store.h"
-#include "tarnwell/platform/scripted_http_transport.h"
-#include "tarnwell/platform/virtual_clock.h"
-#include "tests/support/log_recorder.h"
+#include "tarnwell/testing/scripted_http_transport.h"
+#include "tarnwell/testing/virtual_clock.h"
+#include "tarnwell/testing/log_recorder.h"
 
 namespace tarnwell::testing {
 
@@ -49,12 +49,12 @@ inline HttpResponse gatewayAnswer(std::string envelope) {
 
 struct RuntimeTelemetryTest : ::testing::Test {
   MainContext main{MainContext::Mode::hostPumped};
-  VirtualClock clock;
+  testing::VirtualClock clock;
   MemoryKeyValueStore store;
   LogRecorder logs;
   std::shared_ptr<AppwriteClient> client =
       std::make_shared<AppwriteClient>("https://api.example.com/v1", "proj", "db", "fn_gateway");
-  std::shared_ptr<ScriptedHttpTransport> transport = std::make_shared<ScriptedHttpTransport>();
+  std::shared_ptr<testing::ScriptedHttpTransport> transport = std::make_shared<testing::ScriptedHttpTransport>();
   std::shared_ptr<RuntimeTelemetryQueue> queue =
       RuntimeTelemetryQueue::create(store, clock, main.ioContext().get_executor());
   RuntimeTelemetryBatcher batcher{client, transport, queue};

@@ -7,8 +7,8 @@
 #include "tarnwell/flags/detail/feature_flag_manager.h"
 #include "tarnwell/platform/main_context.h"
 #include "tarnwell/platform/memory_key_value_store.h"
-#include "tarnwell/platform/virtual_clock.h"
-#include "tests/support/log_recorder.h"
+#include "tarnwell/testing/virtual_clock.h"
+#include "tarnwell/testing/log_recorder.h"
 #include "tests/support/scripted_gateway.h"
 
 namespace tarnwell {
@@ -35,7 +35,7 @@ std::string asText(std::string_view json) { return JSONValue(json).encode(); }
 
 struct FeatureFlagManagerTest : ::testing::Test {
   MainContext main{MainContext::Mode::hostPumped};
-  VirtualClock clock;
+  testing::VirtualClock clock;
   MemoryKeyValueStore store;
   UuidGenerator uuids{11};
   PropertyManager properties{store, AppInfo{}, iosDeviceProfile, uuids};
@@ -43,7 +43,7 @@ struct FeatureFlagManagerTest : ::testing::Test {
   testing::LogRecorder log;
   StringHasher hasher{1, 2};
   std::shared_ptr<AppwriteClient> client = std::make_shared<AppwriteClient>("https://gw.test/v1", "p", "d", "fn");
-  std::shared_ptr<ScriptedHttpTransport> transport = std::make_shared<ScriptedHttpTransport>();
+  std::shared_ptr<testing::ScriptedHttpTransport> transport = std::make_shared<testing::ScriptedHttpTransport>();
   RuntimeTelemetryBatcher telemetry{client, transport,
                                     RuntimeTelemetryQueue::create(store, clock, main.ioContext().get_executor())};
   std::vector<TrackedEvent> events;

@@ -12,7 +12,7 @@
 #include <string_view>
 #include <thread>
 
-#include <tarnwell/platform/virtual_clock.h>
+#include <tarnwell/testing/virtual_clock.h>
 
 #include "tests/support/gateway_client.h"
 #include "tools/gateway/gateway_server.h"
@@ -91,7 +91,7 @@ class GatewayServerTest : public ::testing::Test {
     return token ? token->str() : std::string();
   }
 
-  std::shared_ptr<VirtualClock> clock_ = std::make_shared<VirtualClock>();
+  std::shared_ptr<testing::VirtualClock> clock_ = std::make_shared<testing::VirtualClock>();
   std::unique_ptr<GatewayServer> server_;
   std::optional<testing::GatewayClient> client_;
 };

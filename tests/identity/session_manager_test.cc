@@ -3,8 +3,8 @@
 #include <regex>
 
 #include "tarnwell/identity/session_manager.h"
-#include "tarnwell/platform/virtual_clock.h"
-#include "tests/support/log_recorder.h"
+#include "tarnwell/testing/virtual_clock.h"
+#include "tarnwell/testing/log_recorder.h"
 
 namespace tarnwell {
 namespace {
@@ -12,7 +12,7 @@ namespace {
 using std::chrono::seconds;
 
 struct SessionManagerTest : ::testing::Test {
-  VirtualClock clock;
+  testing::VirtualClock clock;
   UuidGenerator uuids{11};
   SessionManager sessions{clock, uuids};
   testing::LogRecorder log;

@@ -2,7 +2,7 @@
 
 #include "tarnwell/identity/detail/user_repository.h"
 #include "tarnwell/platform/memory_key_value_store.h"
-#include "tarnwell/platform/scripted_http_transport.h"
+#include "tarnwell/testing/scripted_http_transport.h"
 #include "tests/support/run_sync.h"
 
 namespace tarnwell {
@@ -13,7 +13,7 @@ struct UserRepositoryTest : ::testing::Test {
   UuidGenerator uuids{5};
   PropertyManager properties{store, AppInfo{}, iosDeviceProfile, uuids};
   std::shared_ptr<AppwriteClient> client = std::make_shared<AppwriteClient>("https://gw.test/v1", "p", "d", "fn");
-  std::shared_ptr<ScriptedHttpTransport> transport = std::make_shared<ScriptedHttpTransport>();
+  std::shared_ptr<testing::ScriptedHttpTransport> transport = std::make_shared<testing::ScriptedHttpTransport>();
   UserRepository users{client, transport};
   ApiKeyConfig config = [] {
     ApiKeyConfig c;

@@ -3,9 +3,9 @@
 // confirms the stored bundle, an outage serves it stale, and reports arrive as telemetry.
 #include <gtest/gtest.h>
 
-#include "tarnwell/platform/virtual_clock.h"
+#include "tarnwell/testing/virtual_clock.h"
 #include "tests/integration/sdk_gateway_fixture.h"
-#include "tests/support/log_recorder.h"
+#include "tarnwell/testing/log_recorder.h"
 
 namespace tarnwell {
 namespace {
@@ -21,7 +21,7 @@ std::string flagsSection(std::string_view bannerDefault) {
 
 struct ContentRefreshTest : testing::SdkOverGatewayTest {
   testing::LogRecorder log;
-  std::shared_ptr<VirtualClock> sdkClock = std::make_shared<VirtualClock>(fromEpochSeconds(1'800'000'000));
+  std::shared_ptr<testing::VirtualClock> sdkClock = std::make_shared<testing::VirtualClock>(fromEpochSeconds(1'800'000'000));
 
   void SetUp() override {
     SdkOverGatewayTest::SetUp();

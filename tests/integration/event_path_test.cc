@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/integration/sdk_gateway_fixture.h"
-#include "tests/support/log_recorder.h"
+#include "tarnwell/testing/log_recorder.h"
 
 namespace tarnwell {
 namespace {

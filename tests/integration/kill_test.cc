@@ -12,9 +12,9 @@
 
 #include "tarnwell/events/detail/runtime_telemetry_batcher.h"
 #include "tarnwell/platform/detail/async.h"
-#include "tarnwell/platform/scripted_http_transport.h"
+#include "tarnwell/testing/scripted_http_transport.h"
 #include "tarnwell/platform/sqlite_key_value_store.h"
-#include "tarnwell/platform/virtual_clock.h"
+#include "tarnwell/testing/virtual_clock.h"
 #include "tests/gateway/gateway_fixture.h"
 #include "tests/support/run_sync.h"
 #include "tests/support/scratch_dir.h"
@@ -146,12 +146,12 @@ TEST(TelemetryKillTest, TelemetryQueuedBeforeASigkillIsSentByTheNextProcess) {
   const pid_t child = fork();
   if (child == 0) {
     auto opened = SqliteKeyValueStore::open(storePath);
-    VirtualClock clock;
+    testing::VirtualClock clock;
     detail::WorkerPool pool(1);
     auto client = std::make_shared<AppwriteClient>("http://127.0.0.1:1/v1", "p", "d", "f");
     client->setTeamId("team-1");
     client->setEnvironment("debug");
-    RuntimeTelemetryBatcher batcher(client, std::make_shared<ScriptedHttpTransport>(),
+    RuntimeTelemetryBatcher batcher(client, std::make_shared<testing::ScriptedHttpTransport>(),
                                     RuntimeTelemetryQueue::create(*opened.store, clock, pool.executor()));
     for (int i = 0; i < 3; ++i) batcher.enqueue("track_feature_flag_evaluation", JSONObject{{"n", i}});
     // Killed the moment the third item is on disk, long before its delayed flush.
@@ -167,12 +167,12 @@ TEST(TelemetryKillTest, TelemetryQueuedBeforeASigkillIsSentByTheNextProcess) {
 
   auto opened = SqliteKeyValueStore::open(storePath);
   ASSERT_TRUE(opened.store);
-  VirtualClock clock;
+  testing::VirtualClock clock;
   detail::WorkerPool pool(1);
   auto client = std::make_shared<AppwriteClient>("http://127.0.0.1:1/v1", "p", "d", "f");
   client->setTeamId("team-1");
   client->setEnvironment("debug");
-  auto transport = std::make_shared<ScriptedHttpTransport>();
+  auto transport = std::make_shared<testing::ScriptedHttpTransport>();
   transport->setResponder([](const HttpRequest&) {
     HttpResponse response;
     response.status = 200;

@@ -6,8 +6,8 @@
 #include <malloc.h>
 #include <string>
 
-#include "tests/support/log_recorder.h"
-#include "tests/support/sdk_harness.h"
+#include "tarnwell/testing/log_recorder.h"
+#include "tarnwell/testing/sdk_harness.h"
 
 namespace tarnwell {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "tarnwell/core/coding_error.h"
-#include "tests/support/log_recorder.h"
+#include "tarnwell/testing/log_recorder.h"
 
 namespace tarnwell {
 namespace {

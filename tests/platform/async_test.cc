@@ -10,7 +10,7 @@
 
 #include "tarnwell/platform/detail/async.h"
 #include "tarnwell/platform/main_context.h"
-#include "tarnwell/platform/virtual_clock.h"
+#include "tarnwell/testing/virtual_clock.h"
 
 namespace tarnwell {
 namespace {
@@ -19,7 +19,7 @@ using std::chrono::milliseconds;
 
 struct AsyncTest : ::testing::Test {
   MainContext main{MainContext::Mode::hostPumped};
-  VirtualClock clock;
+  testing::VirtualClock clock;
 
   void settle() { main.poll(); }
   void advance(milliseconds by) {

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "tarnwell/platform/clock.h"
-#include "tarnwell/platform/virtual_clock.h"
+#include "tarnwell/testing/virtual_clock.h"
 
 namespace tarnwell {
 namespace {
@@ -15,7 +15,7 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 
 TEST(VirtualClockTest, FiresDueTimersInDueOrderAtTheirDueTime) {
-  VirtualClock clock;
+  testing::VirtualClock clock;
   const Timestamp start = clock.now();
   std::vector<std::pair<std::string, milliseconds>> fired;
   auto record = [&](std::string name) {
@@ -34,7 +34,7 @@ TEST(VirtualClockTest, FiresDueTimersInDueOrderAtTheirDueTime) {
 }
 
 TEST(VirtualClockTest, CancelledTimersNeverFire) {
-  VirtualClock clock;
+  testing::VirtualClock clock;
   bool fired = false;
   auto timer = clock.startTimer(seconds(1), [&] { fired = true; });
   EXPECT_EQ(clock.pendingTimerCount(), 1u);
@@ -46,7 +46,7 @@ TEST(VirtualClockTest, CancelledTimersNeverFire) {
 
 // A periodic loop restarts its timer from the firing; all its periods inside one advance run.
 TEST(VirtualClockTest, TimersStartedWhileSettlingFireWithinTheSameAdvance) {
-  VirtualClock clock;
+  testing::VirtualClock clock;
   int ticks = 0;
   std::vector<std::function<void()>> posted;
   std::function<void()> schedule = [&] {
@@ -65,7 +65,7 @@ TEST(VirtualClockTest, TimersStartedWhileSettlingFireWithinTheSameAdvance) {
 
 // A delay from outside may be anything; one past the clock's range must not wrap into the past.
 TEST(VirtualClockTest, ADelayBeyondTheClocksRangeNeverFires) {
-  VirtualClock clock;
+  testing::VirtualClock clock;
   bool fired = false;
   auto never = clock.startTimer(milliseconds(10000000000000), [&] { fired = true; });
   auto forever = clock.startTimer(milliseconds::max(), [&] { fired = true; });

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/log_recorder.h"
+#include "tarnwell/testing/log_recorder.h"
 #include "tests/support/loopback_server.h"
 #include "tests/support/transfer_outcome.h"
 

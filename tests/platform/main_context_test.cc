@@ -7,7 +7,7 @@
 
 #include "tarnwell/platform/main_context.h"
 #include "tarnwell/platform/published.h"
-#include "tests/support/log_recorder.h"
+#include "tarnwell/testing/log_recorder.h"
 
 namespace tarnwell {
 namespace {

@@ -1,4 +1,4 @@
-#include <tarnwell/platform/scripted_http_transport.h>
+#include <tarnwell/testing/scripted_http_transport.h>
 
 #include <gtest/gtest.h>
 
@@ -31,7 +31,7 @@ HttpResponse okWith(std::string body) {
 }
 
 TEST(ScriptedHttpTransportTest, AnswersFromTheScriptInOrderThenFailsWhenItRunsOut) {
-  ScriptedHttpTransport transport;
+  testing::ScriptedHttpTransport transport;
   transport.enqueue(okWith("first"));
   transport.enqueue(TransportError{TransportErrorCode::timedOut, "slow"});
   transport.enqueue(HttpResponse{.status = 500, .headers = {{"Retry-After", "3"}}, .body = "third"});
@@ -55,7 +55,7 @@ TEST(ScriptedHttpTransportTest, AnswersFromTheScriptInOrderThenFailsWhenItRunsOu
 }
 
 TEST(ScriptedHttpTransportTest, AsksTheResponderOnlyWhenTheScriptIsEmpty) {
-  ScriptedHttpTransport transport;
+  testing::ScriptedHttpTransport transport;
   transport.enqueue(okWith("scripted"));
   transport.setResponder([&](const HttpRequest& request) -> HttpResult {
     // The transport's lock is not held here, so the responder may look at it.
@@ -73,7 +73,7 @@ TEST(ScriptedHttpTransportTest, AsksTheResponderOnlyWhenTheScriptIsEmpty) {
 }
 
 TEST(ScriptedHttpTransportTest, HeldRequestsWaitForTheTestToCompleteThemOldestFirst) {
-  ScriptedHttpTransport transport;
+  testing::ScriptedHttpTransport transport;
   transport.enqueue(okWith("not used while held"));
   transport.holdResponses(true);
   Outcome first, second, third;
@@ -101,7 +101,7 @@ TEST(ScriptedHttpTransportTest, HeldRequestsWaitForTheTestToCompleteThemOldestFi
 }
 
 TEST(ScriptedHttpTransportTest, CancellingAPendingTransferCompletesItOnceWithCancelled) {
-  ScriptedHttpTransport transport;
+  testing::ScriptedHttpTransport transport;
   transport.holdResponses(true);
   Outcome first, second;
   const auto firstTransfer = transport.post(requestTo("https://gw/1"), first.callback());
@@ -122,7 +122,7 @@ TEST(ScriptedHttpTransportTest, CancellingAPendingTransferCompletesItOnceWithCan
 }
 
 TEST(ScriptedHttpTransportTest, DestroyingTheTransportCancelsWhatIsPending) {
-  auto transport = std::make_unique<ScriptedHttpTransport>();
+  auto transport = std::make_unique<testing::ScriptedHttpTransport>();
   transport->holdResponses(true);
   Outcome outcome;
   const auto transfer = transport->post(requestTo("https://gw/1"), outcome.callback());

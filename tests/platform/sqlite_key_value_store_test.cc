@@ -19,7 +19,7 @@
 
 #include "tarnwell/platform/memory_key_value_store.h"
 #include "tarnwell/platform/sqlite_key_value_store.h"
-#include "tests/support/log_recorder.h"
+#include "tarnwell/testing/log_recorder.h"
 #include "tests/support/scratch_dir.h"
 
 namespace tarnwell {

@@ -2,7 +2,7 @@
 // time to live, and the typed reads.
 #include <gtest/gtest.h>
 
-#include "tests/support/sdk_harness.h"
+#include "tarnwell/testing/sdk_harness.h"
 
 namespace tarnwell {
 namespace {

@@ -2,8 +2,8 @@
 // virtual time.
 #include <gtest/gtest.h>
 
-#include "tests/support/log_recorder.h"
-#include "tests/support/sdk_harness.h"
+#include "tarnwell/testing/log_recorder.h"
+#include "tarnwell/testing/sdk_harness.h"
 
 namespace tarnwell {
 namespace {

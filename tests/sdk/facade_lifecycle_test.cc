@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "tarnwell/core/iso8601.h"
-#include "tests/support/log_recorder.h"
-#include "tests/support/sdk_harness.h"
+#include "tarnwell/testing/log_recorder.h"
+#include "tarnwell/testing/sdk_harness.h"
 
 namespace tarnwell {
 namespace {

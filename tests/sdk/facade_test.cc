@@ -2,9 +2,9 @@
 
 #include "tarnwell/core/constants.h"
 #include "tarnwell/platform/memory_key_value_store.h"
-#include "tarnwell/platform/scripted_http_transport.h"
+#include "tarnwell/testing/scripted_http_transport.h"
 #include "tarnwell/sdk/facade.h"
-#include "tests/support/log_recorder.h"
+#include "tarnwell/testing/log_recorder.h"
 #include "tests/support/scratch_dir.h"
 
 #include <fstream>
@@ -32,7 +32,7 @@ TarnwellSDKConfig testConfig(std::string endpoint = "https://gateway.test/v1") {
 }
 
 struct TarnwellTest : ::testing::Test {
-  std::shared_ptr<ScriptedHttpTransport> transport = std::make_shared<ScriptedHttpTransport>();
+  std::shared_ptr<testing::ScriptedHttpTransport> transport = std::make_shared<testing::ScriptedHttpTransport>();
   std::shared_ptr<MemoryKeyValueStore> store = std::make_shared<MemoryKeyValueStore>();
   testing::LogRecorder log;
   Tarnwell sdk{options()};

@@ -1,4 +1,4 @@
-// Answering gateway calls through a ScriptedHttpTransport, and reading back what was sent:
+// Answering gateway calls through a testing::ScriptedHttpTransport, and reading back what was sent:
 // the envelope's "data" on the way in, the execution's action and payload on the way out.
 #pragma once
 
@@ -6,12 +6,12 @@
 #include <string_view>
 
 #include "tarnwell/core/json_value.h"
-#include "tarnwell/platform/scripted_http_transport.h"
+#include "tarnwell/testing/scripted_http_transport.h"
 
 namespace tarnwell::testing {
 
 // Queues one successful gateway reply: {"ok":true,"data":<data>}.
-inline void answerData(ScriptedHttpTransport& transport, std::string_view data) {
+inline void answerData(testing::ScriptedHttpTransport& transport, std::string_view data) {
   HttpResponse response;
   response.status = 200;
   response.body = R"({"ok":true,"data":)" + std::string(data) + "}";
@@ -19,7 +19,7 @@ inline void answerData(ScriptedHttpTransport& transport, std::string_view data) 
 }
 
 // Queues one failed HTTP exchange with `status`.
-inline void answerStatus(ScriptedHttpTransport& transport, int status) {
+inline void answerStatus(testing::ScriptedHttpTransport& transport, int status) {
   HttpResponse response;
   response.status = status;
   response.body = "unavailable";
@@ -27,7 +27,7 @@ inline void answerStatus(ScriptedHttpTransport& transport, int status) {
 }
 
 // The gateway input ({"action", "payload", "sessionToken"}) of the i-th request.
-inline JSONValue sentInput(const ScriptedHttpTransport& transport, std::size_t i) {
+inline JSONValue sentInput(const testing::ScriptedHttpTransport& transport, std::size_t i) {
   const JSONValue execution = JSONValue::decode(transport.requests().at(i).body);
   return JSONValue::decode(execution["body"].asString()->view());
 }

@@ -9,7 +9,7 @@
 #include "tarnwell/identity/property_manager.h"
 #include "tarnwell/identity/session_manager.h"
 #include "tarnwell/platform/memory_key_value_store.h"
-#include "tarnwell/platform/virtual_clock.h"
+#include "tarnwell/testing/virtual_clock.h"
 
 namespace tarnwell::testing {
 
@@ -24,7 +24,7 @@ struct IdentityFixture : ::testing::Test {
   std::string deviceLocale = "en_US";
   MemoryKeyValueStore store;
   UuidGenerator uuids{5};
-  VirtualClock clock;
+  testing::VirtualClock clock;
   PropertyManager properties{store, sampleApp(),
                              [this] {
                                DeviceInfo device = iosDeviceProfile();

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
-#include "tarnwell/platform/scripted_http_transport.h"
+#include "tarnwell/testing/scripted_http_transport.h"
 #include "tarnwell/targeting/detail/segment_repository.h"
-#include "tests/support/log_recorder.h"
+#include "tarnwell/testing/log_recorder.h"
 #include "tests/support/run_sync.h"
 
 namespace tarnwell {
@@ -10,7 +10,7 @@ namespace {
 
 struct SegmentRepositoryTest : ::testing::Test {
   std::shared_ptr<AppwriteClient> client = std::make_shared<AppwriteClient>("https://api.example.com/v1", "p", "d", "g");
-  std::shared_ptr<ScriptedHttpTransport> transport = std::make_shared<ScriptedHttpTransport>();
+  std::shared_ptr<testing::ScriptedHttpTransport> transport = std::make_shared<testing::ScriptedHttpTransport>();
   SegmentRepository repository{client, transport};
   testing::LogRecorder log;
 

@@ -1,4 +1,4 @@
-#include "tests/support/sdk_harness.h"
+#include "tarnwell/testing/sdk_harness.h"
 
 #include <thread>
 

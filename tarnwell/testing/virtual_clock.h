@@ -1,9 +1,9 @@
-// File: tarnwell/platform/virtual_clock.h
+// File: tarnwell/testing/virtual_clock.h
 //
 // VirtualClock is a Clock whose time moves only when told, for tests of debounces, delays,
 // caches and loops that must run in milliseconds.
 //
-//   tarnwell::VirtualClock clock;
+//   tarnwell::testing::VirtualClock clock;
 //   auto timer = clock.startTimer(std::chrono::seconds(120), [&] { fired = true; });
 //   clock.advance(std::chrono::seconds(119));   // nothing fires
 //   clock.advance(std::chrono::seconds(1), [&] { main.poll(); });   // fires, then settles
@@ -21,9 +21,9 @@
 
 #include <tarnwell/platform/clock.h>
 
-namespace tarnwell {
+namespace tarnwell::testing {
 
-class TARNWELL_API VirtualClock final : public Clock {
+class VirtualClock final : public Clock {
  public:
   // 2026-01-01T00:00:00Z unless told otherwise.
   explicit VirtualClock(Timestamp start = Timestamp(std::chrono::seconds(1767225600)));
@@ -41,4 +41,4 @@ class TARNWELL_API VirtualClock final : public Clock {
   std::unique_ptr<Impl> impl_;
 };
 
-}  // namespace tarnwell
+}  // namespace tarnwell::testing

@@ -1,4 +1,4 @@
-#include <tarnwell/platform/scripted_http_transport.h>
+#include <tarnwell/testing/scripted_http_transport.h>
 
 #include <algorithm>
 #include <deque>
@@ -8,7 +8,7 @@
 #include <string>
 #include <utility>
 
-namespace tarnwell {
+namespace tarnwell::testing {
 namespace detail {
 
 struct ScriptedTransfer;
@@ -147,4 +147,4 @@ std::size_t ScriptedHttpTransport::completeAll(const HttpResult& result) {
   return pending.size();
 }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::testing

@@ -1,11 +1,11 @@
-#include "tarnwell/platform/virtual_clock.h"
+#include "tarnwell/testing/virtual_clock.h"
 
 #include <algorithm>
 #include <atomic>
 #include <mutex>
 #include <vector>
 
-namespace tarnwell {
+namespace tarnwell::testing {
 namespace {
 
 struct VirtualTimer final : ClockTimer {
@@ -89,4 +89,4 @@ std::size_t VirtualClock::pendingTimerCount() const {
       std::count_if(impl_->timers.begin(), impl_->timers.end(), [](const auto& timer) { return !timer->cancelled.load(); }));
 }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::testing

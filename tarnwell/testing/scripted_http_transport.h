@@ -1,9 +1,9 @@
-// File: tarnwell/platform/scripted_http_transport.h
+// File: tarnwell/testing/scripted_http_transport.h
 //
 // ScriptedHttpTransport is an HttpTransport for tests: it sends nothing, records every request,
 // and answers from a script the test writes in advance.
 //
-//   tarnwell::ScriptedHttpTransport transport;
+//   tarnwell::testing::ScriptedHttpTransport transport;
 //   transport.enqueue(tarnwell::HttpResponse{.status = 200, .body = R"({"ok":true})"});
 //   client.fetchSomething();                        // posts through `transport`
 //   EXPECT_EQ(transport.requests().at(0).body, R"({"function":"..."})");
@@ -31,15 +31,14 @@
 #include <memory>
 #include <vector>
 
-#include <tarnwell/export.h>
 #include <tarnwell/platform/http_transport.h>
 
-namespace tarnwell {
+namespace tarnwell::testing {
 namespace detail {
 struct ScriptedState;
 }  // namespace detail
 
-class TARNWELL_API ScriptedHttpTransport final : public HttpTransport {
+class ScriptedHttpTransport final : public HttpTransport {
  public:
   using Responder = std::function<HttpResult(const HttpRequest&)>;
 
@@ -71,4 +70,4 @@ class TARNWELL_API ScriptedHttpTransport final : public HttpTransport {
   std::shared_ptr<detail::ScriptedState> state_;  // shared with the transfers, so cancel() outlives us
 };
 
-}  // namespace tarnwell
+}  // namespace tarnwell::testing

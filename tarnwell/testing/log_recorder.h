@@ -1,4 +1,11 @@
-// Captures the SDK's log lines for the life of a test, so assertions can name exact texts.
+// File: tarnwell/testing/log_recorder.h
+//
+// LogRecorder captures the SDK's log lines for the life of a test, so assertions can name the
+// exact texts. It installs itself as the process's log sink and removes itself when destroyed.
+//
+//   tarnwell::testing::LogRecorder logs;
+//   sdk.trackEvent("purchase");   // before initialize
+//   EXPECT_TRUE(logs.contains("[Tarnwell][WARN] Ignoring event purchase before SDK ready"));
 #pragma once
 
 #include <mutex>

@@ -1,4 +1,4 @@
-#include "tests/support/log_recorder.h"
+#include "tarnwell/testing/log_recorder.h"
 
 #include <algorithm>
 

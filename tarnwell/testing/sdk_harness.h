@@ -1,3 +1,5 @@
+// File: tarnwell/testing/sdk_harness.h
+//
 // A Tarnwell object wired for tests: a host-pumped main context run on the test thread, a
 // virtual clock, an in-memory store and a scripted transport that answers each gateway action
 // (by default with {"ok":true,"data":{}}; the bootstrap with a fixed tenant).
@@ -17,10 +19,10 @@
 #include <string>
 #include <vector>
 
-#include "tarnwell/platform/memory_key_value_store.h"
-#include "tarnwell/platform/scripted_http_transport.h"
-#include "tarnwell/platform/virtual_clock.h"
-#include "tarnwell/sdk/facade.h"
+#include <tarnwell/platform/memory_key_value_store.h>
+#include <tarnwell/testing/scripted_http_transport.h>
+#include <tarnwell/testing/virtual_clock.h>
+#include <tarnwell/sdk/facade.h>
 
 namespace tarnwell::testing {
 
@@ -33,8 +35,8 @@ class SdkHarness {
 
   Tarnwell* operator->() { return sdk_.get(); }
   Tarnwell& sdk() { return *sdk_; }
-  VirtualClock& clock() { return *clock_; }
-  ScriptedHttpTransport& transport() { return *transport_; }
+  testing::VirtualClock& clock() { return *clock_; }
+  testing::ScriptedHttpTransport& transport() { return *transport_; }
   MemoryKeyValueStore& store() { return *store_; }
 
   // Answers `action` with this envelope text from now on (a TransportError when `failure`).
@@ -58,8 +60,8 @@ class SdkHarness {
  private:
   HttpResult respond(const HttpRequest& request);
 
-  std::shared_ptr<VirtualClock> clock_ = std::make_shared<VirtualClock>();
-  std::shared_ptr<ScriptedHttpTransport> transport_ = std::make_shared<ScriptedHttpTransport>();
+  std::shared_ptr<testing::VirtualClock> clock_ = std::make_shared<testing::VirtualClock>();
+  std::shared_ptr<testing::ScriptedHttpTransport> transport_ = std::make_shared<testing::ScriptedHttpTransport>();
   std::shared_ptr<MemoryKeyValueStore> store_ = std::make_shared<MemoryKeyValueStore>();
   mutable std::mutex mutex_;
   std::map<std::string, HttpResult> answers_;
