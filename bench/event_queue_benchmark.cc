@@ -15,8 +15,8 @@
 #include "bench/ratio_reporter.h"
 #include "tarnwell/events/detail/event_manager.h"
 #include "tarnwell/events/event_sampling.h"
-#include "tarnwell/testing/scripted_http_transport.h"
 #include "tarnwell/platform/sqlite_key_value_store.h"
+#include "tarnwell/testing/scripted_http_transport.h"
 #include "tarnwell/testing/virtual_clock.h"
 #include "tests/support/scratch_dir.h"
 
@@ -35,8 +35,11 @@ EventRecord typicalEvent() {
                                     {"profile_id", "prf_7E9A1C3B5D7F4E2A8C0B6D4F2A8E6C0B"},
                                     {"user_type", "pro"},
                                     {"is_identified", true}};
-  event.appProperties = JSONObject{{"bundle_id", "com.example.notes"}, {"version_name", "2.4.0"},
-                                   {"app_version", "2.4.0"}, {"build_number", "412"}, {"app_name", "Notes"}};
+  event.appProperties = JSONObject{{"bundle_id", "com.example.notes"},
+                                   {"version_name", "2.4.0"},
+                                   {"app_version", "2.4.0"},
+                                   {"build_number", "412"},
+                                   {"app_name", "Notes"}};
   event.deviceProperties = JSONObject{{"device_id", "ios_device_3f2504e0-4f89-41d3-9a0c-0305e82c3301"},
                                       {"platform", "ios"},
                                       {"os_version", "17.4"},
@@ -94,7 +97,8 @@ void BM_QueueEventWithPersist(benchmark::State& state) {
   for (auto _ : state) {
     run(manager->queueEvent(event));
   }
-  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * store->getBytes(EventManager::kQueueStorageKey)->size()));
+  state.SetBytesProcessed(
+      static_cast<std::int64_t>(state.iterations() * store->getBytes(EventManager::kQueueStorageKey)->size()));
 
   HttpResponse accepted;
   accepted.status = 200;

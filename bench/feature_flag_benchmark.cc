@@ -9,8 +9,8 @@
 
 #include "bench/ratio_reporter.h"
 #include "tarnwell/platform/memory_key_value_store.h"
-#include "tarnwell/testing/scripted_http_transport.h"
 #include "tarnwell/sdk/facade.h"
+#include "tarnwell/testing/scripted_http_transport.h"
 
 namespace {
 
@@ -22,11 +22,14 @@ using tarnwell::JSONValue;
 JSONValue flagWithRules(int count) {
   JSONArray rules;
   for (int i = 0; i < count; ++i) {
-    rules.push_back(JSONObject{{"field", "trait_" + std::to_string(i)}, {"operator", "equals"},
-                               {"value", "value_" + std::to_string(i)}});
+    rules.push_back(JSONObject{
+        {"field", "trait_" + std::to_string(i)}, {"operator", "equals"}, {"value", "value_" + std::to_string(i)}});
   }
-  return JSONObject{{"$id", "flag_" + std::to_string(count)}, {"key", "rules_" + std::to_string(count)},
-                    {"status", "active"}, {"defaultValue", "true"}, {"targetingRules", JSONValue(rules).encode()}};
+  return JSONObject{{"$id", "flag_" + std::to_string(count)},
+                    {"key", "rules_" + std::to_string(count)},
+                    {"status", "active"},
+                    {"defaultValue", "true"},
+                    {"targetingRules", JSONValue(rules).encode()}};
 }
 
 tarnwell::HttpResponse answer(const JSONValue& data) {
@@ -42,8 +45,11 @@ tarnwell::HttpResponse respond(const tarnwell::HttpRequest& request) {
   const JSONValue input = JSONValue::decode(execution["body"].asString()->view());
   const std::string action = *input["action"].stringValue();
   if (action == "bootstrap") {
-    return answer(JSONObject{{"config", JSONObject{{"organizationId", "org"}, {"projectId", "prj"}, {"appId", "app"},
-                                                    {"teamId", "team"}, {"apiKeyId", "kid"}}},
+    return answer(JSONObject{{"config", JSONObject{{"organizationId", "org"},
+                                                   {"projectId", "prj"},
+                                                   {"appId", "app"},
+                                                   {"teamId", "team"},
+                                                   {"apiKeyId", "kid"}}},
                              {"sessionToken", "token"}});
   }
   if (action == "get_runtime_bundle") {
@@ -63,7 +69,8 @@ tarnwell::Tarnwell& sdk() {
     options.transport = transport;
     options.logSink = [](tarnwell::LogLevel, std::string_view) {};
     auto* sdk = new tarnwell::Tarnwell(std::move(options));
-    for (int i = 0; i < 20; ++i) sdk->setUserProperty("trait_" + std::to_string(i), JSONValue("value_" + std::to_string(i)));
+    for (int i = 0; i < 20; ++i)
+      sdk->setUserProperty("trait_" + std::to_string(i), JSONValue("value_" + std::to_string(i)));
     std::promise<void> ready;
     sdk->initialize("tw_bench_key", tarnwell::Environment::production,
                     [&ready](const tarnwell::SDKState&) { ready.set_value(); });

@@ -8,30 +8,30 @@
 //   }
 //
 // Each benchmark runs nine times, interleaved with the others (unless the command line says
-// otherwise), and the ratios compare medians. A ratio over its target, or a throughput under its floor, is printed as MISSED and makes the
-// program exit with status 1.
+// otherwise), and the ratios compare medians. A ratio over its target, or a throughput under its floor, is printed as
+// MISSED and makes the program exit with status 1.
 #pragma once
 
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
 #include <cstdio>
-#include <string_view>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tarnwell::bench {
 
 struct Throughput {
-  std::string measured;        // a benchmark that calls SetBytesProcessed
+  std::string measured;  // a benchmark that calls SetBytesProcessed
   double minBytesPerSecond;
 };
 
 struct Ratio {
   std::string measured;  // the full benchmark name, arguments and "/real_time" included
   std::string baseline;
-  double target;         // the highest acceptable measured / baseline time; 0 only reports it
+  double target;  // the highest acceptable measured / baseline time; 0 only reports it
 };
 
 class RatioReporter : public benchmark::ConsoleReporter {
@@ -43,7 +43,7 @@ class RatioReporter : public benchmark::ConsoleReporter {
         // says anything. CPU time keeps the ratio steady when another process shares the machine.
         const std::string name = run.benchmark_name();
         timesPerIteration_[name].push_back(name.ends_with("/real_time") ? run.GetAdjustedRealTime()
-                                                                         : run.GetAdjustedCPUTime());
+                                                                        : run.GetAdjustedCPUTime());
         if (auto rate = run.counters.find("bytes_per_second"); rate != run.counters.end()) {
           bytesPerSecond_[name].push_back(rate->second.value);
         }
@@ -69,8 +69,8 @@ class RatioReporter : public benchmark::ConsoleReporter {
       }
       const bool met = value <= ratio.target;
       allMet = allMet && met;
-      std::printf("%-44s %-32s %8.2f %8.2f %s\n", ratio.measured.c_str(), ratio.baseline.c_str(), value,
-                  ratio.target, met ? "met" : "MISSED");
+      std::printf("%-44s %-32s %8.2f %8.2f %s\n", ratio.measured.c_str(), ratio.baseline.c_str(), value, ratio.target,
+                  met ? "met" : "MISSED");
     }
     return allMet;
   }

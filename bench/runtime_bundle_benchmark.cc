@@ -26,36 +26,59 @@ std::string text(const JSONValue& value) { return value.encode(); }
 JSONValue survey(int i) {
   JSONArray questions;
   for (int q = 0; q < 3; ++q) {
-    questions.push_back(JSONObject{{"id", "q" + std::to_string(q)}, {"type", "single_choice"},
+    questions.push_back(JSONObject{{"id", "q" + std::to_string(q)},
+                                   {"type", "single_choice"},
                                    {"title", "How likely are you to recommend us to a friend?"},
                                    {"required", q == 0},
                                    {"options", JSONArray{"Very likely", "Somewhat likely", "Not at all"}}});
   }
-  const JSONObject structure{{"type", "nps"}, {"title", "Tell us what you think"}, {"questions", questions},
+  const JSONObject structure{{"type", "nps"},
+                             {"title", "Tell us what you think"},
+                             {"questions", questions},
                              {"buttons", JSONObject{{"primary", JSONObject{{"text", "Submit"}}}}}};
   const JSONObject targeting{
-      {"rules", JSONArray{JSONObject{{"conditions", JSONArray{JSONObject{{"field", "plan"}, {"operator", "equals"},
-                                                                         {"value", "pro"}, {"enabled", true}}}},
-                                     {"enabled", true}, {"requireAllConditions", true}}}},
-      {"audience", "all"}, {"percentage", 100}, {"priority", i % 10}};
-  return JSONObject{{"$id", "survey_" + std::to_string(i)}, {"name", "Survey number " + std::to_string(i)},
-                    {"status", "published"}, {"eventTriggerId", "checkout_completed"},
-                    {"structure", text(structure)}, {"targeting", text(targeting)},
+      {"rules",
+       JSONArray{JSONObject{
+           {"conditions",
+            JSONArray{JSONObject{{"field", "plan"}, {"operator", "equals"}, {"value", "pro"}, {"enabled", true}}}},
+           {"enabled", true},
+           {"requireAllConditions", true}}}},
+      {"audience", "all"},
+      {"percentage", 100},
+      {"priority", i % 10}};
+  return JSONObject{{"$id", "survey_" + std::to_string(i)},
+                    {"name", "Survey number " + std::to_string(i)},
+                    {"status", "published"},
+                    {"eventTriggerId", "checkout_completed"},
+                    {"structure", text(structure)},
+                    {"targeting", text(targeting)},
                     {"config", text(JSONObject{{"behavior", JSONObject{{"showProgress", true}}}})},
-                    {"scheduleStart", "2026-01-01T00:00:00.000Z"}, {"$createdAt", "2026-01-01T00:00:00.000Z"},
+                    {"scheduleStart", "2026-01-01T00:00:00.000Z"},
+                    {"$createdAt", "2026-01-01T00:00:00.000Z"},
                     {"$updatedAt", "2026-02-01T00:00:00.000Z"}};
 }
 
 JSONValue liveCard(int i) {
-  const JSONObject structure{{"type", "carousel"}, {"title", "Spring sale"}, {"subtitle", "Up to 30% off"},
+  const JSONObject structure{{"type", "carousel"},
+                             {"title", "Spring sale"},
+                             {"subtitle", "Up to 30% off"},
                              {"carouselItems", JSONArray{JSONObject{{"id", "a"}, {"title", "First slide"}},
                                                          JSONObject{{"id", "b"}, {"title", "Second slide"}}}}};
-  const JSONObject config{{"style", JSONObject{{"backgroundColor", "#FFEEDD"}, {"borderRadius", 12},
-                                               {"cornerRadius", 8.5}, {"gradientColors", JSONArray{"#000", "#FFF"}}}}};
-  return JSONObject{{"$id", "card_" + std::to_string(i)}, {"name", "Card " + std::to_string(i)},
-                    {"title", "Spring sale"}, {"eventTriggerId", "home_banner"}, {"status", "live"},
-                    {"impressionCount", 10 * i}, {"tapCount", i}, {"version", 3}, {"priority", i % 5},
-                    {"structure", text(structure)}, {"config", text(config)},
+  const JSONObject config{{"style", JSONObject{{"backgroundColor", "#FFEEDD"},
+                                               {"borderRadius", 12},
+                                               {"cornerRadius", 8.5},
+                                               {"gradientColors", JSONArray{"#000", "#FFF"}}}}};
+  return JSONObject{{"$id", "card_" + std::to_string(i)},
+                    {"name", "Card " + std::to_string(i)},
+                    {"title", "Spring sale"},
+                    {"eventTriggerId", "home_banner"},
+                    {"status", "live"},
+                    {"impressionCount", 10 * i},
+                    {"tapCount", i},
+                    {"version", 3},
+                    {"priority", i % 5},
+                    {"structure", text(structure)},
+                    {"config", text(config)},
                     {"targeting", text(JSONObject{{"rules", JSONArray{}}, {"audience", "all"}, {"percentage", 100}})}};
 }
 
@@ -63,12 +86,20 @@ JSONValue flag(int i) {
   const JSONArray variations{JSONObject{{"id", "control"}, {"value", false}, {"weight", 50}},
                              JSONObject{{"id", "treatment"}, {"value", true}, {"weight", 50}}};
   const JSONArray rules{JSONObject{{"field", "plan"}, {"operator", "in"}, {"value", JSONArray{"pro", "team"}}}};
-  return JSONObject{{"$id", "flag_" + std::to_string(i)}, {"key", "feature_key_" + std::to_string(i)},
-                    {"name", "Feature " + std::to_string(i)}, {"type", i % 3 == 0 ? "experiment" : "boolean"},
-                    {"defaultValue", "false"}, {"status", "active"}, {"variations", text(variations)},
-                    {"targetingRules", text(rules)}, {"tags", JSONArray{"checkout", "beta"}},
-                    {"organizationId", "org_1"}, {"projectId", "proj_1"}, {"appId", "app_1"},
-                    {"environment", "production"}, {"$createdAt", "2026-01-01T00:00:00.000Z"}};
+  return JSONObject{{"$id", "flag_" + std::to_string(i)},
+                    {"key", "feature_key_" + std::to_string(i)},
+                    {"name", "Feature " + std::to_string(i)},
+                    {"type", i % 3 == 0 ? "experiment" : "boolean"},
+                    {"defaultValue", "false"},
+                    {"status", "active"},
+                    {"variations", text(variations)},
+                    {"targetingRules", text(rules)},
+                    {"tags", JSONArray{"checkout", "beta"}},
+                    {"organizationId", "org_1"},
+                    {"projectId", "proj_1"},
+                    {"appId", "app_1"},
+                    {"environment", "production"},
+                    {"$createdAt", "2026-01-01T00:00:00.000Z"}};
 }
 
 const std::string& bundleText() {
@@ -78,8 +109,11 @@ const std::string& bundleText() {
     for (int i = 0; i < 100; ++i) cards.push_back(liveCard(i));
     for (int i = 0; i < 300; ++i) flags.push_back(flag(i));
     return JSONValue(JSONObject{{"versions", JSONObject{{"surveys", "v1"}, {"featureFlags", "v1"}}},
-                                {"loadedAt", 1.8e9}, {"surveys", surveys}, {"announcements", JSONArray{}},
-                                {"liveCards", cards}, {"featureFlags", flags}})
+                                {"loadedAt", 1.8e9},
+                                {"surveys", surveys},
+                                {"announcements", JSONArray{}},
+                                {"liveCards", cards},
+                                {"featureFlags", flags}})
         .encode();
   }();
   return bytes;
@@ -115,7 +149,8 @@ void BM_LoadBundleFreshPath(benchmark::State& state) {
   tarnwell::testing::VirtualClock clock(tarnwell::fromEpochSeconds(1.8e9 + 10));
   auto client = std::make_shared<tarnwell::AppwriteClient>("https://gw.invalid/v1", "p", "d", "fn");
   auto transport = std::make_shared<tarnwell::testing::ScriptedHttpTransport>();
-  tarnwell::RuntimeBundleRepository bundles(tarnwell::RuntimeGatewayRepository(client, transport), client, store, clock);
+  tarnwell::RuntimeBundleRepository bundles(tarnwell::RuntimeGatewayRepository(client, transport), client, store,
+                                            clock);
   store.setBytes(bundles.bundleCacheKey(), tarnwell::asBytes(bundleText()));
   asio::io_context io;
   for (auto _ : state) {
@@ -134,8 +169,8 @@ BENCHMARK(BM_LoadBundleFreshPath);
 }  // namespace
 
 int main(int argc, char** argv) {
-  return tarnwell::bench::runWithRatios(argc, argv,
-                                        {{"BM_RuntimeBundleDecode", "BM_SimdjsonDomParse", 3.0},
-                                         {"BM_LoadBundleFreshPath", "BM_SimdjsonDomParse", 0}},
-                                        {});
+  return tarnwell::bench::runWithRatios(
+      argc, argv,
+      {{"BM_RuntimeBundleDecode", "BM_SimdjsonDomParse", 3.0}, {"BM_LoadBundleFreshPath", "BM_SimdjsonDomParse", 0}},
+      {});
 }

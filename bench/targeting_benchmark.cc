@@ -10,8 +10,8 @@
 #include "bench/ratio_reporter.h"
 #include "tarnwell/core/log.h"
 #include "tarnwell/platform/memory_key_value_store.h"
-#include "tarnwell/testing/virtual_clock.h"
 #include "tarnwell/targeting/rule_evaluation.h"
+#include "tarnwell/testing/virtual_clock.h"
 
 namespace {
 
@@ -121,10 +121,9 @@ BENCHMARK(BM_EvaluateTwentyConditions);
 int main(int argc, char** argv) {
   // No targets: each cost is reported beside the empty strand hop.
   std::vector<tarnwell::bench::Ratio> ratios;
-  for (const char* measured :
-       {"BM_ResolveFieldUserProperty", "BM_ResolveFieldReservedName", "BM_EvaluateOperatorEqualsString",
-        "BM_EvaluateOperatorGreaterThanNumericText", "BM_EvaluateOperatorContains", "BM_EvaluateOperatorIn",
-        "BM_EvaluateTwentyConditions"}) {
+  for (const char* measured : {"BM_ResolveFieldUserProperty", "BM_ResolveFieldReservedName",
+                               "BM_EvaluateOperatorEqualsString", "BM_EvaluateOperatorGreaterThanNumericText",
+                               "BM_EvaluateOperatorContains", "BM_EvaluateOperatorIn", "BM_EvaluateTwentyConditions"}) {
     ratios.push_back({measured, "BM_EmptyStrandRoundTrip", 0});
   }
   return tarnwell::bench::runWithRatios(argc, argv, ratios);

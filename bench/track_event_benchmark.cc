@@ -4,8 +4,8 @@
 
 #include "bench/ratio_reporter.h"
 #include "tarnwell/platform/memory_key_value_store.h"
-#include "tarnwell/testing/scripted_http_transport.h"
 #include "tarnwell/sdk/facade.h"
+#include "tarnwell/testing/scripted_http_transport.h"
 
 namespace {
 
@@ -51,10 +51,11 @@ BENCHMARK(BM_EmptyPostToMainContext);
 void BM_TrackEventFiveProperties(benchmark::State& state) {
   tarnwell::Tarnwell& sdk = readySdk();
   for (auto _ : state) {
-    sdk.trackEvent("purchase",
-                   tarnwell::JSONObject{{"sku", "SKU-12345"}, {"amount", 9.99}, {"currency", "EUR"},
-                                        {"first_purchase", true}, {"items", 3}},
-                   "commerce");
+    sdk.trackEvent(
+        "purchase",
+        tarnwell::JSONObject{
+            {"sku", "SKU-12345"}, {"amount", 9.99}, {"currency", "EUR"}, {"first_purchase", true}, {"items", 3}},
+        "commerce");
   }
 }
 BENCHMARK(BM_TrackEventFiveProperties);

@@ -12,8 +12,8 @@
 #include "tarnwell/backend/detail/runtime_gateway_repository.h"
 #include "tarnwell/backend/gateway_errors.h"
 #include "tarnwell/flags/feature_flag.h"
-#include "tarnwell/testing/scripted_http_transport.h"
 #include "tarnwell/targeting/segment.h"
+#include "tarnwell/testing/scripted_http_transport.h"
 
 namespace tarnwell {
 namespace {

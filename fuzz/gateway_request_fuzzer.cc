@@ -30,8 +30,8 @@ constexpr std::string_view kContent = R"({"projectId":"proj-local","functionId":
  "liveCards":[{"$id":"c1","impressionCount":0,"tapCount":0,"version":1,"priority":0}]})";
 
 // The session a bootstrap of "key-good" would have issued; seeds send its token.
-const GatewaySession kSession{"gst_fuzz", "key-good", "org-1",      "proj-1", "app-1",
-                              "team-1",   "kid-1",    "production", "2026-01-01T00:00:00.000Z"};
+const GatewaySession kSession{
+    "gst_fuzz", "key-good", "org-1", "proj-1", "app-1", "team-1", "kid-1", "production", "2026-01-01T00:00:00.000Z"};
 
 }  // namespace
 }  // namespace tarnwell::gateway

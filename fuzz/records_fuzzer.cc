@@ -100,11 +100,21 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     return 0;
   }
   switch (kind) {
-    case 0: if (const auto survey = decodeOrNothing<Survey>(value)) checkSurvey(*survey); break;
-    case 1: if (const auto flag = decodeOrNothing<FeatureFlag>(value)) checkFlag(*flag); break;
-    case 2: if (const auto card = decodeOrNothing<LiveCard>(value)) checkLiveCard(*card); break;
-    case 3: if (const auto segment = decodeOrNothing<Segment>(value)) checkSegment(*segment); break;
-    default: checkRuntimeConfig(value); break;
+    case 0:
+      if (const auto survey = decodeOrNothing<Survey>(value)) checkSurvey(*survey);
+      break;
+    case 1:
+      if (const auto flag = decodeOrNothing<FeatureFlag>(value)) checkFlag(*flag);
+      break;
+    case 2:
+      if (const auto card = decodeOrNothing<LiveCard>(value)) checkLiveCard(*card);
+      break;
+    case 3:
+      if (const auto segment = decodeOrNothing<Segment>(value)) checkSegment(*segment);
+      break;
+    default:
+      checkRuntimeConfig(value);
+      break;
   }
   return 0;
 }

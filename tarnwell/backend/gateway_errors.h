@@ -12,8 +12,8 @@
 #include <string>
 #include <string_view>
 
-#include <tarnwell/platform/http_transport.h>
 #include <tarnwell/export.h>
+#include <tarnwell/platform/http_transport.h>
 
 namespace tarnwell {
 

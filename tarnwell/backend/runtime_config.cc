@@ -7,10 +7,10 @@ namespace tarnwell {
 template <>
 struct RecordFields<RuntimeConfig::CacheConfig> {
   using R = RuntimeConfig::CacheConfig;
-  static constexpr auto fields = std::make_tuple(
-      field(&R::featureFlagsTtlMs, "featureFlagsTtlMs"), field(&R::surveysTtlMs, "surveysTtlMs"),
-      field(&R::announcementsTtlMs, "announcementsTtlMs"), field(&R::liveCardsTtlMs, "liveCardsTtlMs"),
-      field(&R::messageCenterSettingsTtlMs, "messageCenterSettingsTtlMs"));
+  static constexpr auto fields =
+      std::make_tuple(field(&R::featureFlagsTtlMs, "featureFlagsTtlMs"), field(&R::surveysTtlMs, "surveysTtlMs"),
+                      field(&R::announcementsTtlMs, "announcementsTtlMs"), field(&R::liveCardsTtlMs, "liveCardsTtlMs"),
+                      field(&R::messageCenterSettingsTtlMs, "messageCenterSettingsTtlMs"));
 };
 
 template <>
@@ -27,21 +27,20 @@ struct RecordFields<RuntimeConfig::SamplingConfig> {
 template <>
 struct RecordFields<RuntimeConfig::EventsConfig> {
   using R = RuntimeConfig::EventsConfig;
-  static constexpr auto fields = std::make_tuple(
-      field(&R::enabled, "enabled"), field(&R::flushIntervalMs, "flushIntervalMs"), field(&R::batchSize, "batchSize"),
-      field(&R::maxQueueSize, "maxQueueSize"), field(&R::maxRetryAttempts, "maxRetryAttempts"),
-      field(&R::dedupeWindowMs, "dedupeWindowMs"), field(&R::maxEventsPerMinute, "maxEventsPerMinute"),
-      field(&R::sampling, "sampling"));
+  static constexpr auto fields =
+      std::make_tuple(field(&R::enabled, "enabled"), field(&R::flushIntervalMs, "flushIntervalMs"),
+                      field(&R::batchSize, "batchSize"), field(&R::maxQueueSize, "maxQueueSize"),
+                      field(&R::maxRetryAttempts, "maxRetryAttempts"), field(&R::dedupeWindowMs, "dedupeWindowMs"),
+                      field(&R::maxEventsPerMinute, "maxEventsPerMinute"), field(&R::sampling, "sampling"));
 };
 
 template <>
 struct RecordFields<RuntimeConfig::MessageCenterConfig> {
   using R = RuntimeConfig::MessageCenterConfig;
-  static constexpr auto fields = std::make_tuple(
-      field(&R::passivePollingEnabled, "passivePollingEnabled"),
-      field(&R::listPollingIntervalMs, "listPollingIntervalMs"),
-      field(&R::chatPollingIntervalMs, "chatPollingIntervalMs"),
-      field(&R::foregroundRefreshTtlMs, "foregroundRefreshTtlMs"));
+  static constexpr auto fields = std::make_tuple(field(&R::passivePollingEnabled, "passivePollingEnabled"),
+                                                 field(&R::listPollingIntervalMs, "listPollingIntervalMs"),
+                                                 field(&R::chatPollingIntervalMs, "chatPollingIntervalMs"),
+                                                 field(&R::foregroundRefreshTtlMs, "foregroundRefreshTtlMs"));
 };
 
 template <>
@@ -59,8 +58,8 @@ template <>
 struct RecordFields<RuntimeConfig> {
   using R = RuntimeConfig;
   static constexpr auto fields =
-      std::make_tuple(field(&R::cache, "cache"), field(&R::events, "events"),
-                      field(&R::messageCenter, "messageCenter"), field(&R::killSwitches, "killSwitches"));
+      std::make_tuple(field(&R::cache, "cache"), field(&R::events, "events"), field(&R::messageCenter, "messageCenter"),
+                      field(&R::killSwitches, "killSwitches"));
 };
 
 template <>

@@ -33,17 +33,16 @@ std::string percentEncodePathComponent(std::string_view component) {
 HttpRequest buildExecutionRequest(const AppwriteClient& client, std::string_view gatewayInput) {
   HttpRequest request;
   request.url = client.getEndpoint();
-  for (std::string_view component : {std::string_view("functions"), std::string_view(), std::string_view("executions")}) {
+  for (std::string_view component :
+       {std::string_view("functions"), std::string_view(), std::string_view("executions")}) {
     if (request.url.empty() || request.url.back() != '/') request.url.push_back('/');
-    request.url += component.empty() ? percentEncodePathComponent(client.getGatewayFunctionId())
-                                     : std::string(component);
+    request.url +=
+        component.empty() ? percentEncodePathComponent(client.getGatewayFunctionId()) : std::string(component);
   }
   request.headers = {{"X-Appwrite-Project", client.getProjectId()}, {"Content-Type", "application/json"}};
-  request.body = JSONValue(JSONObject{{"body", JSONValue(gatewayInput)},
-                                      {"async", false},
-                                      {"path", "/"},
-                                      {"method", "POST"}})
-                     .encode();
+  request.body =
+      JSONValue(JSONObject{{"body", JSONValue(gatewayInput)}, {"async", false}, {"path", "/"}, {"method", "POST"}})
+          .encode();
   request.timeout = RuntimeGatewayRepository::kRequestTimeout;
   return request;
 }
@@ -69,14 +68,17 @@ bool readAcknowledgement(const JSONValue* value) noexcept {
     return true;
   }
   switch (value->kind()) {
-    case JSONValue::Kind::boolean: return *value->asBool();
-    case JSONValue::Kind::number: return *value->asNumber() != 0;
+    case JSONValue::Kind::boolean:
+      return *value->asBool();
+    case JSONValue::Kind::number:
+      return *value->asNumber() != 0;
     case JSONValue::Kind::string: {
       if (auto flag = value->boolValue()) return *flag;
       const auto number = value->doubleValue();
       return number.has_value() && *number != 0;
     }
-    default: return false;
+    default:
+      return false;
   }
 }
 
@@ -123,7 +125,7 @@ asio::awaitable<JSONObject> RuntimeGatewayRepository::execute(std::string action
   }
   if (!*ok->asBool()) {
     throw RuntimeGatewayError::gatewayError(error != nullptr && error->isString() ? std::string_view(*error->asString())
-                                                                                 : "Unknown gateway error");
+                                                                                  : "Unknown gateway error");
   }
   co_return data != nullptr && data->isObject() ? std::move(*data->asObject()) : JSONObject{};
 }

@@ -12,10 +12,10 @@ namespace tarnwell {
 template <>
 struct RecordFields<RuntimeBundle> {
   using R = RuntimeBundle;
-  static constexpr auto fields = std::make_tuple(
-      field(&R::versions, "versions"), field(&R::loadedAt, "loadedAt"), field(&R::surveys, "surveys"),
-      field(&R::announcements, "announcements"), field(&R::liveCards, "liveCards"),
-      field(&R::featureFlags, "featureFlags"));
+  static constexpr auto fields =
+      std::make_tuple(field(&R::versions, "versions"), field(&R::loadedAt, "loadedAt"), field(&R::surveys, "surveys"),
+                      field(&R::announcements, "announcements"), field(&R::liveCards, "liveCards"),
+                      field(&R::featureFlags, "featureFlags"));
 };
 
 RuntimeBundle RuntimeBundle::decode(const JSONValue& value) { return decodeRecord<RuntimeBundle>(value); }
@@ -46,8 +46,6 @@ std::vector<Record> decodeTolerantList(const JSONValue& list) {
 
 std::vector<Survey> decodeSurveyList(const JSONValue& list) { return decodeTolerantList<Survey>(list); }
 std::vector<LiveCard> decodeLiveCardList(const JSONValue& list) { return decodeTolerantList<LiveCard>(list); }
-std::vector<FeatureFlag> decodeFeatureFlagList(const JSONValue& list) {
-  return decodeTolerantList<FeatureFlag>(list);
-}
+std::vector<FeatureFlag> decodeFeatureFlagList(const JSONValue& list) { return decodeTolerantList<FeatureFlag>(list); }
 
 }  // namespace tarnwell

@@ -59,8 +59,7 @@ std::optional<RuntimeBundle> RuntimeBundleRepository::readCachedBundle() const {
   const std::optional<Bytes> stored = store_.getBytes(bundleCacheKey());
   if (!stored) return std::nullopt;
   try {
-    return RuntimeBundle::decodeText(
-        std::string_view(reinterpret_cast<const char*>(stored->data()), stored->size()));
+    return RuntimeBundle::decodeText(std::string_view(reinterpret_cast<const char*>(stored->data()), stored->size()));
   } catch (const DecodingError&) {
     return std::nullopt;
   }

@@ -28,8 +28,7 @@ std::size_t codePointCount(std::string_view text) noexcept {
 // The caller keeps the text to at most eight characters, so the value cannot overflow.
 std::optional<std::uint32_t> scanHex(std::string_view text) noexcept {
   text = trimWhitespaceAndNewlines(text);
-  if (text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X') &&
-      hexDigitValue(text[2]) >= 0) {
+  if (text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X') && hexDigitValue(text[2]) >= 0) {
     text.remove_prefix(2);
   }
   std::uint32_t value = 0;
@@ -41,9 +40,7 @@ std::optional<std::uint32_t> scanHex(std::string_view text) noexcept {
   return value;
 }
 
-double channel(std::uint32_t value, int shift) noexcept {
-  return static_cast<double>((value >> shift) & 0xFF) / 255.0;
-}
+double channel(std::uint32_t value, int shift) noexcept { return static_cast<double>((value >> shift) & 0xFF) / 255.0; }
 
 }  // namespace
 

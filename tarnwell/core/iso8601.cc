@@ -23,8 +23,7 @@ std::int64_t daysFromCivil(CivilDate date) noexcept {
   const std::int64_t year = date.year - (date.month <= 2 ? 1 : 0);
   const std::int64_t era = (year >= 0 ? year : year - 399) / 400;
   const auto yearOfEra = static_cast<unsigned>(year - era * 400);
-  const unsigned dayOfYear = (153 * (date.month > 2 ? date.month - 3 : date.month + 9) + 2) / 5 +
-                             date.day - 1;
+  const unsigned dayOfYear = (153 * (date.month > 2 ? date.month - 3 : date.month + 9) + 2) / 5 + date.day - 1;
   const unsigned dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;
   return era * 146097 + static_cast<std::int64_t>(dayOfEra) - 719468;
 }
@@ -34,8 +33,7 @@ CivilDate civilFromDays(std::int64_t days) noexcept {
   days += 719468;
   const std::int64_t era = (days >= 0 ? days : days - 146096) / 146097;
   const auto dayOfEra = static_cast<unsigned>(days - era * 146097);
-  const unsigned yearOfEra =
-      (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
+  const unsigned yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
   const unsigned dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
   const unsigned shiftedMonth = (5 * dayOfYear + 2) / 153;
   const unsigned day = dayOfYear - (153 * shiftedMonth + 2) / 5 + 1;
@@ -129,8 +127,7 @@ std::optional<Timestamp> timestampFrom(seconds whole, nanoseconds fraction) noex
   if (whole > kLatest || whole < kEarliest) return std::nullopt;
   const auto base = std::chrono::duration_cast<Duration>(whole);
   const auto part = floor<Duration>(fraction);
-  const bool fits = part > Duration::zero() ? base <= Duration::max() - part
-                                            : base >= Duration::min() - part;
+  const bool fits = part > Duration::zero() ? base <= Duration::max() - part : base >= Duration::min() - part;
   if (!fits) return std::nullopt;
   return Timestamp(base + part);
 }
@@ -148,11 +145,9 @@ std::string formatISO8601Date(Timestamp time) {
   }
   const CivilDate date = civilFromDays(days);
   char text[48];
-  std::snprintf(text, sizeof text, "%04lld-%02u-%02uT%02lld:%02lld:%02lld.%03lldZ",
-                static_cast<long long>(date.year), date.month, date.day,
-                static_cast<long long>(millisOfDay / 3'600'000),
-                static_cast<long long>(millisOfDay / 60'000 % 60),
-                static_cast<long long>(millisOfDay / 1000 % 60),
+  std::snprintf(text, sizeof text, "%04lld-%02u-%02uT%02lld:%02lld:%02lld.%03lldZ", static_cast<long long>(date.year),
+                date.month, date.day, static_cast<long long>(millisOfDay / 3'600'000),
+                static_cast<long long>(millisOfDay / 60'000 % 60), static_cast<long long>(millisOfDay / 1000 % 60),
                 static_cast<long long>(millisOfDay % 1000));
   return text;
 }
@@ -173,14 +168,13 @@ std::optional<Timestamp> parseISO8601Date(std::optional<std::string_view> text) 
   const std::optional<std::int64_t> offset = readZoneOffset(reader);
   if (!offset || !reader.atEnd()) return std::nullopt;
 
-  if (*month < 1 || *month > 12 || *day < 1 || *day > daysInMonth(*year, *month) ||
-      *hour > 23 || *minute > 59 || *second > 60) {
+  if (*month < 1 || *month > 12 || *day < 1 || *day > daysInMonth(*year, *month) || *hour > 23 || *minute > 59 ||
+      *second > 60) {
     return std::nullopt;
   }
   const unsigned wholeSecond = *second == 60 ? 59 : *second;
   const std::int64_t days = daysFromCivil({*year, *month, *day});
-  const std::int64_t epochSeconds =
-      days * 86'400 + *hour * 3'600 + *minute * 60 + wholeSecond - *offset;
+  const std::int64_t epochSeconds = days * 86'400 + *hour * 3'600 + *minute * 60 + wholeSecond - *offset;
   return timestampFrom(seconds(epochSeconds), *fraction);
 }
 

@@ -33,7 +33,6 @@ TARNWELL_API std::string formatISO8601Date(Timestamp time);
 // here), dropped toward the past beyond it.
 // Absent when the text is absent, empty, malformed, out of range, or outside what a
 // Timestamp can hold (about 1677-2262 with nanosecond clocks).
-TARNWELL_API std::optional<Timestamp> parseISO8601Date(
-    std::optional<std::string_view> text) noexcept;
+TARNWELL_API std::optional<Timestamp> parseISO8601Date(std::optional<std::string_view> text) noexcept;
 
 }  // namespace tarnwell

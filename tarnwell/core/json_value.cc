@@ -1,10 +1,10 @@
 #include "tarnwell/core/json_value.h"
 
+#include <cxxabi.h>
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <cxxabi.h>
 #include <map>
 #include <memory>
 #include <string>
@@ -220,8 +220,7 @@ std::optional<std::int64_t> JSONValue::intValue() const noexcept {
   if (const double* number = asNumber()) {
     // -2^63 is representable; 2^63 is the first double past the range.
     if (!std::isfinite(*number) || *number < -9223372036854775808.0 || *number >= 9223372036854775808.0) {
-      logError("intValue of a number outside the signed 64-bit range, or not finite",
-               shortestNumberText(*number));
+      logError("intValue of a number outside the signed 64-bit range, or not finite", shortestNumberText(*number));
       return std::nullopt;
     }
     return static_cast<std::int64_t>(*number);
@@ -241,10 +240,14 @@ std::optional<double> JSONValue::doubleValue() const noexcept {
 
 std::optional<std::string> JSONValue::stringValue() const {
   switch (kind()) {
-    case Kind::string: return asString()->str();
-    case Kind::number: return shortestNumberText(*asNumber());
-    case Kind::boolean: return std::string(*asBool() ? "true" : "false");
-    default: return std::nullopt;
+    case Kind::string:
+      return asString()->str();
+    case Kind::number:
+      return shortestNumberText(*asNumber());
+    case Kind::boolean:
+      return std::string(*asBool() ? "true" : "false");
+    default:
+      return std::nullopt;
   }
 }
 
@@ -261,8 +264,8 @@ std::string shortestNumberText(double number) {
   const std::size_t e = scientific.find('e');
   std::string_view mantissa = scientific.substr(0, e);
   int exponent = 0;
-  std::from_chars(scientific.data() + e + 1 + (scientific[e + 1] == '+' ? 1 : 0),
-                  scientific.data() + scientific.size(), exponent);
+  std::from_chars(scientific.data() + e + 1 + (scientific[e + 1] == '+' ? 1 : 0), scientific.data() + scientific.size(),
+                  exponent);
 
   std::string out;
   if (mantissa.front() == '-') {
@@ -312,8 +315,8 @@ namespace {
 
 std::string typeName(const std::type_info& type) {
   int status = 0;
-  std::unique_ptr<char, void (*)(void*)> demangled(
-      abi::__cxa_demangle(type.name(), nullptr, nullptr, &status), std::free);
+  std::unique_ptr<char, void (*)(void*)> demangled(abi::__cxa_demangle(type.name(), nullptr, nullptr, &status),
+                                                   std::free);
   return status == 0 && demangled ? std::string(demangled.get()) : std::string(type.name());
 }
 
@@ -343,8 +346,8 @@ JSONValue JSONValue::fromDynamic(const std::any& value) {
     return *chars == nullptr ? JSONValue() : JSONValue(static_cast<const char*>(*chars));
   }
   if (const auto* flag = std::any_cast<bool>(&value)) return JSONValue(*flag);
-  if (auto number = anyNumber<int, long, long long, unsigned, unsigned long, unsigned long long, short,
-                              unsigned short, signed char, unsigned char, char>(value)) {
+  if (auto number = anyNumber<int, long, long long, unsigned, unsigned long, unsigned long long, short, unsigned short,
+                              signed char, unsigned char, char>(value)) {
     return JSONValue(*number);
   }
   if (const auto* number = std::any_cast<double>(&value)) return JSONValue(*number);
@@ -377,9 +380,12 @@ JSONValue JSONValue::fromDynamic(const std::any& value) {
 
 std::any JSONValue::toDynamic() const {
   switch (kind()) {
-    case Kind::string: return asString()->str();
-    case Kind::number: return *asNumber();
-    case Kind::boolean: return *asBool();
+    case Kind::string:
+      return asString()->str();
+    case Kind::number:
+      return *asNumber();
+    case Kind::boolean:
+      return *asBool();
     case Kind::object: {
       std::map<std::string, std::any> map;
       for (const auto& [key, member] : *asObject()) map.emplace(key, member.toDynamic());
@@ -391,7 +397,8 @@ std::any JSONValue::toDynamic() const {
       for (const auto& element : *asArray()) list.push_back(element.toDynamic());
       return list;
     }
-    case Kind::null: return std::any();
+    case Kind::null:
+      return std::any();
   }
   return std::any();
 }

@@ -47,7 +47,8 @@ class TARNWELL_API JSONString {
   ~JSONString() { release(); }
 
   std::string_view view() const noexcept {
-    return isInline() ? std::string_view(storage_.bytes, kInlineCapacity - static_cast<unsigned char>(storage_.bytes[kInlineCapacity]))
+    return isInline() ? std::string_view(storage_.bytes,
+                                         kInlineCapacity - static_cast<unsigned char>(storage_.bytes[kInlineCapacity]))
                       : std::string_view(storage_.heap.data, storage_.heap.size);
   }
   operator std::string_view() const noexcept { return view(); }
@@ -133,8 +134,8 @@ class TARNWELL_API JSONValue {
   JSONValue(JSONString text) noexcept : value_(std::move(text)) {}
   JSONValue(bool flag) noexcept : value_(flag) {}
   template <typename Number>
-    requires((std::integral<Number> || std::floating_point<Number>) && !std::same_as<Number, bool>)
-  JSONValue(Number number) noexcept : value_(static_cast<double>(number)) {}
+  requires((std::integral<Number> || std::floating_point<Number>)&&!std::same_as<Number, bool>) JSONValue(Number number)
+  noexcept : value_(static_cast<double>(number)) {}
   JSONValue(JSONObject object) noexcept : value_(std::move(object)) {}
   JSONValue(JSONArray array) noexcept : value_(std::move(array)) {}
 

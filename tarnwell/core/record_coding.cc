@@ -7,12 +7,18 @@ namespace {
 
 std::string_view describe(const JSONValue& value) {
   switch (value.kind()) {
-    case JSONValue::Kind::string: return "text";
-    case JSONValue::Kind::number: return "a number";
-    case JSONValue::Kind::boolean: return "a bool";
-    case JSONValue::Kind::object: return "an object";
-    case JSONValue::Kind::array: return "an array";
-    case JSONValue::Kind::null: return "null";
+    case JSONValue::Kind::string:
+      return "text";
+    case JSONValue::Kind::number:
+      return "a number";
+    case JSONValue::Kind::boolean:
+      return "a bool";
+    case JSONValue::Kind::object:
+      return "an object";
+    case JSONValue::Kind::array:
+      return "an array";
+    case JSONValue::Kind::null:
+      return "null";
   }
   return "a value";
 }
@@ -42,8 +48,6 @@ void throwTypeMismatch(const CodingPath& path, std::string_view expected, const 
                       std::string(describe(found)));
 }
 
-void throwMissingKey(const CodingPath& path) {
-  throw DecodingError("No value for the required key " + path.render());
-}
+void throwMissingKey(const CodingPath& path) { throw DecodingError("No value for the required key " + path.render()); }
 
 }  // namespace tarnwell

@@ -71,9 +71,12 @@ TarnwellSDKConfig legacyPlaceholderConfig() {
   config.schemaVersion = 1;
   config.apiKey = "__legacy_runtime__";
   config.environment = "production";
-  config.appwrite = {std::string(Constants::appwriteEndpoint), std::string(Constants::centralProjectId),
-                     std::string(Constants::centralDatabaseId), std::string(Constants::sdkRuntimeGatewayFunctionId),
-                     std::nullopt, std::nullopt};
+  config.appwrite = {std::string(Constants::appwriteEndpoint),
+                     std::string(Constants::centralProjectId),
+                     std::string(Constants::centralDatabaseId),
+                     std::string(Constants::sdkRuntimeGatewayFunctionId),
+                     std::nullopt,
+                     std::nullopt};
   return config;
 }
 

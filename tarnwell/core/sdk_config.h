@@ -27,10 +27,10 @@ namespace tarnwell {
 
 struct TARNWELL_API TarnwellSDKConfig {
   struct TARNWELL_API Appwrite {
-    std::string endpoint;           // base URL with its version path
-    std::string projectId;          // sent as "X-Appwrite-Project"
-    std::string databaseId;         // kept, not used by any request
-    std::string gatewayFunctionId;  // the one function every action executes
+    std::string endpoint;                                   // base URL with its version path
+    std::string projectId;                                  // sent as "X-Appwrite-Project"
+    std::string databaseId;                                 // kept, not used by any request
+    std::string gatewayFunctionId;                          // the one function every action executes
     std::optional<std::string> imagesBucketId;              // kept, not used
     std::optional<std::string> messageAttachmentsBucketId;  // kept, not used
 
@@ -77,8 +77,7 @@ class TARNWELL_API TarnwellSDKConfigError : public std::runtime_error {
   Code code() const noexcept { return code_; }
 
  private:
-  TarnwellSDKConfigError(Code code, const std::string& description)
-      : std::runtime_error(description), code_(code) {}
+  TarnwellSDKConfigError(Code code, const std::string& description) : std::runtime_error(description), code_(code) {}
   Code code_;
 };
 

@@ -7,9 +7,7 @@
 namespace tarnwell {
 namespace {
 
-std::string normalizedName(std::string_view eventName) {
-  return toLowerAscii(trimWhitespaceAndNewlines(eventName));
-}
+std::string normalizedName(std::string_view eventName) { return toLowerAscii(trimWhitespaceAndNewlines(eventName)); }
 
 // "kind::identity::name" and the like; empty parts keep their place.
 std::string joinKey(std::string_view kind, std::initializer_list<std::string_view> parts) {

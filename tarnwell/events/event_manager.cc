@@ -157,9 +157,7 @@ asio::awaitable<bool> EventManager::flush(bool force) {
   }
 }
 
-asio::awaitable<void> EventManager::eagerFlush(std::shared_ptr<EventManager> self) {
-  co_await self->flush(false);
-}
+asio::awaitable<void> EventManager::eagerFlush(std::shared_ptr<EventManager> self) { co_await self->flush(false); }
 
 void EventManager::restore() {
   if (!queue_.empty()) return;

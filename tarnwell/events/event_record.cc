@@ -7,11 +7,11 @@ namespace tarnwell {
 template <>
 struct RecordFields<EventRecord> {
   using R = EventRecord;
-  static constexpr auto fields = std::make_tuple(
-      field(&R::eventName, "eventName"), field(&R::userId, "userId"), field(&R::sessionId, "sessionId"),
-      field(&R::userProperties, "userProperties"), field(&R::appProperties, "appProperties"),
-      field(&R::deviceProperties, "deviceProperties"), field(&R::customProperties, "customProperties"),
-      field(&R::eventType, "eventType"));
+  static constexpr auto fields =
+      std::make_tuple(field(&R::eventName, "eventName"), field(&R::userId, "userId"), field(&R::sessionId, "sessionId"),
+                      field(&R::userProperties, "userProperties"), field(&R::appProperties, "appProperties"),
+                      field(&R::deviceProperties, "deviceProperties"), field(&R::customProperties, "customProperties"),
+                      field(&R::eventType, "eventType"));
 };
 
 JSONValue EventRecord::encode() const { return encodeRecord(*this); }

@@ -34,7 +34,7 @@ struct TARNWELL_API EventRecord {
   JSONObject userProperties;
   JSONObject appProperties;
   JSONObject deviceProperties;
-  JSONObject customProperties;           // the call's own properties
+  JSONObject customProperties;  // the call's own properties
   std::string eventType;
 
   friend bool operator==(const EventRecord&, const EventRecord&) = default;

@@ -77,20 +77,20 @@ void RuntimeTelemetryQueue::enqueueOnStrand(const std::string& key, std::string 
 
 void RuntimeTelemetryQueue::startFlushTask(std::string key, RuntimeGatewayRepository gateway, bool afterDelay) {
   // Posted, so the task runs as work of its own after this turn, behind enqueues already waiting.
-  asio::post(strand_, [self = shared_from_this(), key = std::move(key), gateway = std::move(gateway),
-                       afterDelay]() mutable {
-    auto task = [self, key = std::move(key), gateway = std::move(gateway), afterDelay]() -> asio::awaitable<void> {
-      if (afterDelay) {
-        try {
-          co_await detail::sleepFor(self->clock_, flushDelay);
-        } catch (const std::system_error&) {
-          // Cut short (the host is shutting down): send what is there rather than leave it waiting.
-        }
-      }
-      co_await self->flushOnStrand(key, gateway);
-    };
-    asio::co_spawn(self->strand_, std::move(task), asio::detached);
-  });
+  asio::post(
+      strand_, [self = shared_from_this(), key = std::move(key), gateway = std::move(gateway), afterDelay]() mutable {
+        auto task = [self, key = std::move(key), gateway = std::move(gateway), afterDelay]() -> asio::awaitable<void> {
+          if (afterDelay) {
+            try {
+              co_await detail::sleepFor(self->clock_, flushDelay);
+            } catch (const std::system_error&) {
+              // Cut short (the host is shutting down): send what is there rather than leave it waiting.
+            }
+          }
+          co_await self->flushOnStrand(key, gateway);
+        };
+        asio::co_spawn(self->strand_, std::move(task), asio::detached);
+      });
 }
 
 asio::awaitable<void> RuntimeTelemetryQueue::flushOnStrand(std::string key, RuntimeGatewayRepository gateway) {

@@ -22,7 +22,9 @@ std::vector<TargetingRule> FeatureFlag::targetingRules() const {
   return decodeEmbedded<std::vector<TargetingRule>>(targetingRulesJSON).value_or(std::vector<TargetingRule>{});
 }
 
-std::optional<RolloutConfig> FeatureFlag::rolloutConfig() const { return decodeEmbedded<RolloutConfig>(rolloutConfigJSON); }
+std::optional<RolloutConfig> FeatureFlag::rolloutConfig() const {
+  return decodeEmbedded<RolloutConfig>(rolloutConfigJSON);
+}
 
 std::optional<ScheduleConfig> FeatureFlag::scheduleConfig() const {
   return decodeEmbedded<ScheduleConfig>(scheduleConfigJSON);
@@ -34,9 +36,7 @@ std::optional<ExperimentConfig> FeatureFlag::experimentConfig() const {
 
 JSONObject FeatureFlag::metadataMap() const { return decodeEmbedded<JSONObject>(metadata).value_or(JSONObject{}); }
 
-std::string FeatureFlag::deliveryMode() const {
-  return metadataMap().scalarText("deliveryMode").value_or("standard");
-}
+std::string FeatureFlag::deliveryMode() const { return metadataMap().scalarText("deliveryMode").value_or("standard"); }
 
 std::vector<AudienceVariantGroup> FeatureFlag::audienceVariants() const {
   const JSONObject meta = metadataMap();
@@ -50,8 +50,9 @@ std::vector<AudienceVariantGroup> FeatureFlag::audienceVariants() const {
       // A group the backend got wrong is left out; the others still serve.
     }
   }
-  std::stable_sort(result.begin(), result.end(),
-                   [](const AudienceVariantGroup& a, const AudienceVariantGroup& b) { return a.priority < b.priority; });
+  std::stable_sort(result.begin(), result.end(), [](const AudienceVariantGroup& a, const AudienceVariantGroup& b) {
+    return a.priority < b.priority;
+  });
   return result;
 }
 

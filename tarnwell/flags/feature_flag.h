@@ -88,11 +88,11 @@ struct TARNWELL_API FeatureFlag {
   std::optional<std::string> description;
   std::optional<std::string> type;  // "experiment", "multi_variant", "number", ...
   std::optional<std::string> defaultValue;
-  std::optional<std::string> variationsJSON;       // "variations"
-  std::optional<std::string> targetingRulesJSON;   // "targetingRules"
-  std::optional<std::string> rolloutConfigJSON;    // "rolloutConfig"
-  std::optional<std::string> scheduleConfigJSON;   // "scheduleConfig"
-  std::optional<std::string> status;               // "active" or "published" make it live
+  std::optional<std::string> variationsJSON;      // "variations"
+  std::optional<std::string> targetingRulesJSON;  // "targetingRules"
+  std::optional<std::string> rolloutConfigJSON;   // "rolloutConfig"
+  std::optional<std::string> scheduleConfigJSON;  // "scheduleConfig"
+  std::optional<std::string> status;              // "active" or "published" make it live
   std::optional<std::string> experimentStatus;
   std::optional<std::string> experimentConfigJSON;  // "experimentConfig"
   std::optional<std::string> ownerId;

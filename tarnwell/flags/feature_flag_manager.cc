@@ -19,8 +19,8 @@ bool isExperimentType(const std::optional<std::string>& type) {
 
 std::string markerKey(const FeatureFlag& flag, const std::string& userId, const std::string& deviceId,
                       const std::optional<std::string>& sessionId) {
-  return flag.id.value_or(flag.key.value_or("flag")) + "::" + userId + "::" + deviceId + "::" +
-         sessionId.value_or("no-session");
+  return flag.id.value_or(flag.key.value_or("flag")) + "::" + userId + "::" + deviceId +
+         "::" + sessionId.value_or("no-session");
 }
 
 const char* reasonFor(EvaluationSource source) {
@@ -124,8 +124,8 @@ FeatureFlagResolution FeatureFlagManager::resolve(const std::string& key) {
   const FeatureFlag& flag = loaded->flag;
 
   const bool live = flag.status == "active" || flag.status == "published";
-  const bool scheduled = !loaded->scheduleConfig ||
-                         isWithinSchedule(loaded->scheduleConfig->startDate, loaded->scheduleConfig->endDate, startedAt);
+  const bool scheduled = !loaded->scheduleConfig || isWithinSchedule(loaded->scheduleConfig->startDate,
+                                                                     loaded->scheduleConfig->endDate, startedAt);
   if (!live || !scheduled) {
     const FeatureFlagResolution off{std::nullopt, EvaluationSource::inactive};
     reportEvaluation(flag, off, startedAt, std::nullopt);
@@ -348,7 +348,8 @@ asio::awaitable<void> FeatureFlagManager::trackExperimentExposure(std::string ke
 }
 
 asio::awaitable<void> FeatureFlagManager::trackExperimentConversion(std::string key, std::optional<std::string> goalId,
-                                                                    std::optional<JSONValue> value, JSONObject context) {
+                                                                    std::optional<JSONValue> value,
+                                                                    JSONObject context) {
   return onStrand([this, key = std::move(key), goalId = std::move(goalId), value = std::move(value),
                    context = std::move(context)]() mutable {
     const LoadedFlag* loaded = find(key);

@@ -15,23 +15,22 @@ struct RecordFields<FeatureFlagEvaluation> {
       field(&R::flagId, "flagId"), field(&R::flagKey, "flagKey"), field(&R::userId, "userId"),
       field(&R::deviceId, "deviceId"), nullableField(&R::sessionId, "sessionId"), field(&R::value, "value"),
       nullableField(&R::variationId, "variationId"), nullableField(&R::variationName, "variationName"),
-      nullableField(&R::reason, "reason"), nullableField(&R::context, "context"),
-      nullableField(&R::latency, "latency"), field(&R::evaluatedAt, "evaluatedAt"),
-      nullableField(&R::organizationId, "organizationId"), nullableField(&R::projectId, "projectId"),
-      nullableField(&R::teamId, "teamId"), nullableField(&R::appId, "appId"),
+      nullableField(&R::reason, "reason"), nullableField(&R::context, "context"), nullableField(&R::latency, "latency"),
+      field(&R::evaluatedAt, "evaluatedAt"), nullableField(&R::organizationId, "organizationId"),
+      nullableField(&R::projectId, "projectId"), nullableField(&R::teamId, "teamId"), nullableField(&R::appId, "appId"),
       nullableField(&R::environment, "environment"));
 };
 
 template <>
 struct RecordFields<FeatureFlagExposure> {
   using R = FeatureFlagExposure;
-  static constexpr auto fields = std::make_tuple(
-      field(&R::flagId, "flagId"), nullableField(&R::variationId, "variationId"),
-      nullableField(&R::variationName, "variationName"), field(&R::userId, "userId"),
-      field(&R::deviceId, "deviceId"), nullableField(&R::sessionId, "sessionId"),
-      nullableField(&R::context, "context"), field(&R::exposedAt, "exposedAt"),
-      nullableField(&R::organizationId, "organizationId"), nullableField(&R::projectId, "projectId"),
-      nullableField(&R::teamId, "teamId"), nullableField(&R::appId, "appId"));
+  static constexpr auto fields =
+      std::make_tuple(field(&R::flagId, "flagId"), nullableField(&R::variationId, "variationId"),
+                      nullableField(&R::variationName, "variationName"), field(&R::userId, "userId"),
+                      field(&R::deviceId, "deviceId"), nullableField(&R::sessionId, "sessionId"),
+                      nullableField(&R::context, "context"), field(&R::exposedAt, "exposedAt"),
+                      nullableField(&R::organizationId, "organizationId"), nullableField(&R::projectId, "projectId"),
+                      nullableField(&R::teamId, "teamId"), nullableField(&R::appId, "appId"));
 };
 
 namespace {

@@ -30,8 +30,8 @@ const JSONValue* findIgnoringAsciiCase(const JSONObject& map, std::string_view f
 }  // namespace
 
 std::string plainDescription(const JSONValue& value) {
-  if (const double* number = value.asNumber(); number != nullptr && std::isfinite(*number) &&
-                                                std::trunc(*number) == *number && std::fabs(*number) < 9.0e15) {
+  if (const double* number = value.asNumber();
+      number != nullptr && std::isfinite(*number) && std::trunc(*number) == *number && std::fabs(*number) < 9.0e15) {
     return std::to_string(static_cast<std::int64_t>(*number));
   }
   if (auto text = value.stringValue()) {
@@ -60,8 +60,8 @@ PropertyManager::PropertyManager(KeyValueStore& store, const AppInfo& appInfo, D
   appProperties_.set("version_name", JSONValue(versionName));
   appProperties_.set("app_version", JSONValue(versionName));
   appProperties_.set("build_number", JSONValue(appInfo.buildVersion.value_or("0")));
-  appProperties_.set("app_name", JSONValue(appInfo.displayName ? *appInfo.displayName
-                                                               : appInfo.bundleName.value_or("unknown")));
+  appProperties_.set("app_name",
+                     JSONValue(appInfo.displayName ? *appInfo.displayName : appInfo.bundleName.value_or("unknown")));
   collectDeviceFactsLocked();
 }
 

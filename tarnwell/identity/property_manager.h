@@ -20,11 +20,11 @@
 #include <string_view>
 
 #include <tarnwell/core/json_value.h>
+#include <tarnwell/export.h>
 #include <tarnwell/platform/app_info.h>
 #include <tarnwell/platform/device_info.h>
 #include <tarnwell/platform/key_value_store.h>
 #include <tarnwell/platform/uuid.h>
-#include <tarnwell/export.h>
 
 namespace tarnwell {
 

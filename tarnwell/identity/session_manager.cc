@@ -9,10 +9,10 @@ namespace tarnwell {
 template <>
 struct RecordFields<SessionRecord> {
   using R = SessionRecord;
-  static constexpr auto fields = std::make_tuple(
-      field(&R::sessionId, "sessionId"), field(&R::userId, "userId"), field(&R::startedAt, "startedAt"),
-      field(&R::duration, "duration"), field(&R::foregroundTime, "foregroundTime"),
-      field(&R::backgroundTime, "backgroundTime"));
+  static constexpr auto fields =
+      std::make_tuple(field(&R::sessionId, "sessionId"), field(&R::userId, "userId"), field(&R::startedAt, "startedAt"),
+                      field(&R::duration, "duration"), field(&R::foregroundTime, "foregroundTime"),
+                      field(&R::backgroundTime, "backgroundTime"));
 };
 
 SessionRecord SessionRecord::decode(const JSONValue& value) { return decodeRecord<SessionRecord>(value); }
@@ -48,7 +48,7 @@ std::optional<SessionSnapshot> SessionManager::endSession() {
   const Timestamp end = clock_.now();
   if (lastForegroundDate_) foregroundTime_ += secondsBetween(*lastForegroundDate_, end);
   SessionSnapshot snapshot{*currentSessionId_, *sessionStart_, end, secondsBetween(*sessionStart_, end),
-                           foregroundTime_, backgroundTime_};
+                           foregroundTime_,    backgroundTime_};
   currentSessionId_.reset();
   sessionStart_.reset();
   lastForegroundDate_.reset();

@@ -18,10 +18,10 @@
 
 #include <tarnwell/core/json_value.h>
 #include <tarnwell/core/timestamp.h>
+#include <tarnwell/export.h>
 #include <tarnwell/platform/clock.h>
 #include <tarnwell/platform/device_info.h>
 #include <tarnwell/platform/uuid.h>
-#include <tarnwell/export.h>
 
 namespace tarnwell {
 

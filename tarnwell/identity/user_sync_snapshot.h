@@ -17,8 +17,8 @@
 #include <tarnwell/backend/appwrite_client.h>
 #include <tarnwell/backend/runtime_config.h>
 #include <tarnwell/core/json_value.h>
-#include <tarnwell/identity/property_manager.h>
 #include <tarnwell/export.h>
+#include <tarnwell/identity/property_manager.h>
 
 namespace tarnwell {
 

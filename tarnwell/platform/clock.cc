@@ -25,9 +25,7 @@ struct Entry {
   std::uint64_t sequence;
   std::shared_ptr<PendingTimer> timer;
 
-  bool operator>(const Entry& other) const {
-    return due != other.due ? due > other.due : sequence > other.sequence;
-  }
+  bool operator>(const Entry& other) const { return due != other.due ? due > other.due : sequence > other.sequence; }
 };
 
 }  // namespace

@@ -91,15 +91,15 @@ std::shared_ptr<HttpTransfer> ClosableTransport::post(HttpRequest request, Compl
     completion(TransportError{TransportErrorCode::cancelled, "the SDK is shutting down"});
     return nullptr;
   }
-  auto transfer = inner_->post(std::move(request), [tracking = tracking_, completion = std::move(completion)](
-                                                        HttpResult result) {
-    completion(std::move(result));
-    {
-      std::lock_guard lock(tracking->mutex);
-      --tracking->running;
-    }
-    tracking->idle.notify_all();
-  });
+  auto transfer =
+      inner_->post(std::move(request), [tracking = tracking_, completion = std::move(completion)](HttpResult result) {
+        completion(std::move(result));
+        {
+          std::lock_guard lock(tracking->mutex);
+          --tracking->running;
+        }
+        tracking->idle.notify_all();
+      });
   bool cancelNow = false;
   {
     std::lock_guard lock(tracking_->mutex);

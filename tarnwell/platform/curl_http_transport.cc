@@ -38,8 +38,8 @@ CURLcode initCurlOnce() {
 // One POST handed to the engine. The I/O thread owns every field but `cancelRequested`, which
 // cancel() may set from any thread.
 struct CurlTransfer final : HttpTransfer {
-  CurlTransfer(std::weak_ptr<CurlEngine> engine, HttpRequest request,
-               HttpTransport::Completion completion, std::size_t maxResponseBytes)
+  CurlTransfer(std::weak_ptr<CurlEngine> engine, HttpRequest request, HttpTransport::Completion completion,
+               std::size_t maxResponseBytes)
       : engine(std::move(engine)), completion(std::move(completion)) {
     exchange.emplace(std::move(request), maxResponseBytes);
   }
@@ -97,8 +97,8 @@ class CurlEngine final : public std::enable_shared_from_this<CurlEngine> {
   }
 
   std::shared_ptr<HttpTransfer> post(HttpRequest request, HttpTransport::Completion completion) {
-    auto transfer = std::make_shared<CurlTransfer>(weak_from_this(), std::move(request),
-                                                   std::move(completion), options_.maxResponseBytes);
+    auto transfer = std::make_shared<CurlTransfer>(weak_from_this(), std::move(request), std::move(completion),
+                                                   options_.maxResponseBytes);
     if (!available_) {
       transfer->finish(TransportError{TransportErrorCode::network, "HTTP transport unavailable"});
       return transfer;

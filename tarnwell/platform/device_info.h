@@ -24,8 +24,8 @@ struct DeviceInfo {
   std::string modelIdentifier;    // e.g. "x86_64", "iPhone15,2"
   std::string genericFamilyName;  // family used when the model names none, e.g. "Linux Device"
   std::string manufacturer;
-  std::string deviceIdPrefix;     // device identifiers are this prefix plus a UUID
-  double screenWidth = 0;         // points; 0 when unknown
+  std::string deviceIdPrefix;  // device identifiers are this prefix plus a UUID
+  double screenWidth = 0;      // points; 0 when unknown
   double screenHeight = 0;
 
   friend bool operator==(const DeviceInfo&, const DeviceInfo&) = default;

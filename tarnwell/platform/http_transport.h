@@ -50,12 +50,12 @@ struct TARNWELL_API HttpResponse {
 };
 
 enum class TransportErrorCode {
-  cancelled,          // the transfer was cancelled by its caller or by shutdown
-  timedOut,           // no complete response within the request's time-out
-  cannotConnect,      // name resolution or connection failed
-  responseTooLarge,   // the body passed the transport's size cap
-  invalidRequest,     // the URL or a header could not be used
-  network,            // any other failure during the transfer
+  cancelled,         // the transfer was cancelled by its caller or by shutdown
+  timedOut,          // no complete response within the request's time-out
+  cannotConnect,     // name resolution or connection failed
+  responseTooLarge,  // the body passed the transport's size cap
+  invalidRequest,    // the URL or a header could not be used
+  network,           // any other failure during the transfer
 };
 
 struct TransportError {

@@ -45,12 +45,8 @@ std::optional<std::int64_t> KeyValueStore::getInt64(std::string_view key) const 
 std::optional<double> KeyValueStore::getDouble(std::string_view key) const noexcept {
   return getAs<double>(*this, key);
 }
-std::optional<bool> KeyValueStore::getBool(std::string_view key) const noexcept {
-  return getAs<bool>(*this, key);
-}
-std::optional<Bytes> KeyValueStore::getBytes(std::string_view key) const noexcept {
-  return getAs<Bytes>(*this, key);
-}
+std::optional<bool> KeyValueStore::getBool(std::string_view key) const noexcept { return getAs<bool>(*this, key); }
+std::optional<Bytes> KeyValueStore::getBytes(std::string_view key) const noexcept { return getAs<Bytes>(*this, key); }
 
 bool KeyValueStore::setString(std::string_view key, std::string_view value) noexcept {
   return setCopy<std::string>(*this, key, value);
@@ -73,8 +69,7 @@ std::unique_ptr<KeyValueStore> openKeyValueStore(const std::string& path) {
   if (opened.store) {
     return std::move(opened.store);
   }
-  logError("Key-value store " + path + " could not be opened; values are kept in memory only",
-           opened.error);
+  logError("Key-value store " + path + " could not be opened; values are kept in memory only", opened.error);
   return std::make_unique<MemoryKeyValueStore>();
 }
 

@@ -4,8 +4,8 @@
 #include <asio/io_context.hpp>
 #include <asio/post.hpp>
 
-#include <atomic>
 #include <algorithm>
+#include <atomic>
 #include <exception>
 #include <optional>
 #include <thread>

@@ -47,14 +47,12 @@ bool MemoryKeyValueStore::remove(std::string_view key) noexcept {
   }
 }
 
-std::vector<std::string> MemoryKeyValueStore::keysWithPrefix(
-    std::string_view prefix) const noexcept {
+std::vector<std::string> MemoryKeyValueStore::keysWithPrefix(std::string_view prefix) const noexcept {
   try {
     std::lock_guard lock(mutex_);
     std::vector<std::string> keys;
     // The map is in byte order, so the matches are one run starting at the prefix itself.
-    for (auto it = values_.lower_bound(prefix);
-         it != values_.end() && it->first.starts_with(prefix); ++it) {
+    for (auto it = values_.lower_bound(prefix); it != values_.end() && it->first.starts_with(prefix); ++it) {
       keys.push_back(it->first);
     }
     return keys;

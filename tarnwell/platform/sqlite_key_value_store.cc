@@ -37,9 +37,7 @@ constexpr const char* kSetupSql =
     "CREATE TABLE IF NOT EXISTS entries ("
     "key TEXT PRIMARY KEY NOT NULL, type INTEGER NOT NULL, value BLOB NOT NULL)";
 
-bool isUnreadable(int code) {
-  return (code & 0xff) == SQLITE_NOTADB || (code & 0xff) == SQLITE_CORRUPT;
-}
+bool isUnreadable(int code) { return (code & 0xff) == SQLITE_NOTADB || (code & 0xff) == SQLITE_CORRUPT; }
 
 // Statements are shared between calls: this leaves one ready for the next call and drops
 // bindings that point at the caller's memory.
@@ -53,8 +51,7 @@ using ResetOnExit = std::unique_ptr<sqlite3_stmt, ResetStatement>;
 
 int bindKey(sqlite3_stmt* statement, std::string_view key) {
   // An empty view may have no data pointer, which SQLite would bind as NULL.
-  return sqlite3_bind_text64(statement, 1, key.empty() ? "" : key.data(), key.size(),
-                             SQLITE_STATIC, SQLITE_UTF8);
+  return sqlite3_bind_text64(statement, 1, key.empty() ? "" : key.data(), key.size(), SQLITE_STATIC, SQLITE_UTF8);
 }
 
 // Binds the tag to parameter 2 and the value to parameter 3.
@@ -62,12 +59,8 @@ struct BindValue {
   sqlite3_stmt* statement;
 
   int operator()(const std::string& text) const { return blob(kText, text.data(), text.size()); }
-  int operator()(std::int64_t number) const {
-    return tagged(kInt64, sqlite3_bind_int64(statement, 3, number));
-  }
-  int operator()(double number) const {
-    return tagged(kDouble, sqlite3_bind_double(statement, 3, number));
-  }
+  int operator()(std::int64_t number) const { return tagged(kInt64, sqlite3_bind_int64(statement, 3, number)); }
+  int operator()(double number) const { return tagged(kDouble, sqlite3_bind_double(statement, 3, number)); }
   int operator()(bool flag) const { return tagged(kBool, sqlite3_bind_int(statement, 3, flag)); }
   int operator()(const Bytes& bytes) const { return blob(kBytes, bytes.data(), bytes.size()); }
 
@@ -76,9 +69,7 @@ struct BindValue {
     return tagged(tag, size == 0 ? sqlite3_bind_zeroblob(statement, 3, 0)
                                  : sqlite3_bind_blob64(statement, 3, data, size, SQLITE_STATIC));
   }
-  int tagged(Tag tag, int rc) const {
-    return rc != SQLITE_OK ? rc : sqlite3_bind_int(statement, 2, tag);
-  }
+  int tagged(Tag tag, int rc) const { return rc != SQLITE_OK ? rc : sqlite3_bind_int(statement, 2, tag); }
 };
 
 // Reads columns (type, value) of the current row; absent for a tag this build does not know.
@@ -103,21 +94,20 @@ std::optional<StoreValue> readValue(sqlite3_stmt* statement) {
       auto bytes = blobOf();
       return StoreValue(std::in_place_type<Bytes>, bytes.begin(), bytes.end());
     }
-    default: return std::nullopt;
+    default:
+      return std::nullopt;
   }
 }
 
 std::string utcStamp() {
   const auto now = std::chrono::system_clock::now();
   const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
-  const auto millis =
-      std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count() % 1000;
+  const auto millis = std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count() % 1000;
   std::tm utc{};
   gmtime_r(&seconds, &utc);
   char text[40];
-  std::snprintf(text, sizeof text, "%04d%02d%02dT%02d%02d%02d.%03dZ", utc.tm_year + 1900,
-                utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec,
-                static_cast<int>(millis));
+  std::snprintf(text, sizeof text, "%04d%02d%02dT%02d%02d%02d.%03dZ", utc.tm_year + 1900, utc.tm_mon + 1, utc.tm_mday,
+                utc.tm_hour, utc.tm_min, utc.tm_sec, static_cast<int>(millis));
   return text;
 }
 
@@ -143,16 +133,13 @@ std::string setAside(const std::string& path, std::error_code& error) {
 
 }  // namespace
 
-void SqliteKeyValueStore::CloseDatabase::operator()(sqlite3* db) const noexcept {
-  sqlite3_close_v2(db);
-}
+void SqliteKeyValueStore::CloseDatabase::operator()(sqlite3* db) const noexcept { sqlite3_close_v2(db); }
 
 void SqliteKeyValueStore::FinalizeStatement::operator()(sqlite3_stmt* statement) const noexcept {
   sqlite3_finalize(statement);
 }
 
-SqliteKeyValueStore::SqliteKeyValueStore(std::string path, Database db)
-    : path_(std::move(path)), db_(std::move(db)) {}
+SqliteKeyValueStore::SqliteKeyValueStore(std::string path, Database db) : path_(std::move(path)), db_(std::move(db)) {}
 
 SqliteKeyValueStore::~SqliteKeyValueStore() = default;
 
@@ -177,8 +164,7 @@ SqliteKeyValueStore::OpenResult SqliteKeyValueStore::open(const std::string& pat
     if (error) {
       return {nullptr, failure.reason + "; cannot move the file aside: " + error.message()};
     }
-    logError("Key-value store " + path + " is unreadable and was moved to " + aside +
-                 "; starting with an empty store",
+    logError("Key-value store " + path + " is unreadable and was moved to " + aside + "; starting with an empty store",
              failure.reason);
     if (auto store = connect(path, failure)) {
       return {std::move(store), {}};
@@ -189,12 +175,10 @@ SqliteKeyValueStore::OpenResult SqliteKeyValueStore::open(const std::string& pat
   }
 }
 
-std::unique_ptr<SqliteKeyValueStore> SqliteKeyValueStore::connect(const std::string& path,
-                                                                  ConnectFailure& failure) {
+std::unique_ptr<SqliteKeyValueStore> SqliteKeyValueStore::connect(const std::string& path, ConnectFailure& failure) {
   sqlite3* handle = nullptr;
-  int rc = sqlite3_open_v2(path.c_str(), &handle,
-                           SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX,
-                           nullptr);
+  int rc =
+      sqlite3_open_v2(path.c_str(), &handle, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
   Database db(handle);  // handed out even when opening failed, and closed all the same
   const auto fail = [&](int code, std::string reason) -> std::unique_ptr<SqliteKeyValueStore> {
     failure.reason = std::move(reason);
@@ -207,8 +191,7 @@ std::unique_ptr<SqliteKeyValueStore> SqliteKeyValueStore::connect(const std::str
   sqlite3* const connection = db.get();
   const auto prepare = [connection](const char* sql, Statement& statement) {
     sqlite3_stmt* prepared = nullptr;
-    const int code =
-        sqlite3_prepare_v3(connection, sql, -1, SQLITE_PREPARE_PERSISTENT, &prepared, nullptr);
+    const int code = sqlite3_prepare_v3(connection, sql, -1, SQLITE_PREPARE_PERSISTENT, &prepared, nullptr);
     statement.reset(prepared);
     return code;
   };
@@ -219,8 +202,7 @@ std::unique_ptr<SqliteKeyValueStore> SqliteKeyValueStore::connect(const std::str
   // The check only reads, so a damaged file goes aside exactly as it was found; and a damaged
   // page deep in the file shows up now rather than on some later read.
   Statement check;
-  if ((rc = prepare("PRAGMA quick_check", check)) != SQLITE_OK ||
-      (rc = sqlite3_step(check.get())) != SQLITE_ROW) {
+  if ((rc = prepare("PRAGMA quick_check", check)) != SQLITE_OK || (rc = sqlite3_step(check.get())) != SQLITE_ROW) {
     return fail(rc, sqlite3_errmsg(connection));
   }
   const auto* verdict = reinterpret_cast<const char*>(sqlite3_column_text(check.get(), 0));
@@ -252,8 +234,7 @@ std::unique_ptr<SqliteKeyValueStore> SqliteKeyValueStore::connect(const std::str
 
 void SqliteKeyValueStore::logFailure(std::string_view action, std::string_view key) const noexcept {
   try {
-    logError("Key-value store " + path_ + " could not " + std::string(action) + " \"" +
-                 std::string(key) + "\"",
+    logError("Key-value store " + path_ + " could not " + std::string(action) + " \"" + std::string(key) + "\"",
              sqlite3_errmsg(db_.get()));
   } catch (const std::exception&) {
     logError("Key-value store could not build an error line");
@@ -288,12 +269,10 @@ bool SqliteKeyValueStore::set(std::string_view key, const StoreValue& value) noe
   return write(set_.get(), key, &value, "write");
 }
 
-bool SqliteKeyValueStore::remove(std::string_view key) noexcept {
-  return write(remove_.get(), key, nullptr, "remove");
-}
+bool SqliteKeyValueStore::remove(std::string_view key) noexcept { return write(remove_.get(), key, nullptr, "remove"); }
 
-bool SqliteKeyValueStore::write(sqlite3_stmt* statement, std::string_view key,
-                                const StoreValue* value, std::string_view action) noexcept {
+bool SqliteKeyValueStore::write(sqlite3_stmt* statement, std::string_view key, const StoreValue* value,
+                                std::string_view action) noexcept {
   std::lock_guard lock(mutex_);
   ResetOnExit reset(statement);
   int rc = bindKey(statement, key);
@@ -310,8 +289,7 @@ bool SqliteKeyValueStore::write(sqlite3_stmt* statement, std::string_view key,
   return true;
 }
 
-std::vector<std::string> SqliteKeyValueStore::keysWithPrefix(
-    std::string_view prefix) const noexcept {
+std::vector<std::string> SqliteKeyValueStore::keysWithPrefix(std::string_view prefix) const noexcept {
   try {
     std::lock_guard lock(mutex_);
     ResetOnExit reset(keysFrom_.get());

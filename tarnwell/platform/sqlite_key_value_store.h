@@ -57,11 +57,9 @@ class TARNWELL_API SqliteKeyValueStore final : public KeyValueStore {
   struct ConnectFailure;
 
   SqliteKeyValueStore(std::string path, Database db);
-  static std::unique_ptr<SqliteKeyValueStore> connect(const std::string& path,
-                                                      ConnectFailure& failure);
+  static std::unique_ptr<SqliteKeyValueStore> connect(const std::string& path, ConnectFailure& failure);
   // Runs a statement that binds the key (and the value, when given) and returns no rows.
-  bool write(sqlite3_stmt* statement, std::string_view key, const StoreValue* value,
-             std::string_view action) noexcept;
+  bool write(sqlite3_stmt* statement, std::string_view key, const StoreValue* value, std::string_view action) noexcept;
   void logFailure(std::string_view action, std::string_view key) const noexcept;
 
   const std::string path_;

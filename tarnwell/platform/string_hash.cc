@@ -7,9 +7,7 @@
 namespace tarnwell {
 namespace {
 
-std::uint64_t randomWord(std::random_device& device) {
-  return (std::uint64_t{device()} << 32) ^ device();
-}
+std::uint64_t randomWord(std::random_device& device) { return (std::uint64_t{device()} << 32) ^ device(); }
 
 // Eight bytes as a little-endian word, whatever the host's byte order.
 std::uint64_t readLittleEndian(const char* bytes, std::size_t count) noexcept {
@@ -60,16 +58,15 @@ StringHasher::StringHasher() {
 StringHasher::StringHasher(std::uint64_t k0, std::uint64_t k1) noexcept : k0_(k0), k1_(k1) {}
 
 std::uint64_t StringHasher::operator()(std::string_view text) const noexcept {
-  SipState state{k0_ ^ 0x736f6d6570736575ULL, k1_ ^ 0x646f72616e646f6dULL,
-                 k0_ ^ 0x6c7967656e657261ULL, k1_ ^ 0x7465646279746573ULL};
+  SipState state{k0_ ^ 0x736f6d6570736575ULL, k1_ ^ 0x646f72616e646f6dULL, k0_ ^ 0x6c7967656e657261ULL,
+                 k1_ ^ 0x7465646279746573ULL};
   const std::size_t fullWords = text.size() / 8;
   for (std::size_t i = 0; i < fullWords; ++i) {
     state.absorb(readLittleEndian(text.data() + 8 * i, 8));
   }
   // The last word carries the remaining bytes and the length's low byte on top.
   const std::size_t rest = text.size() % 8;
-  state.absorb(readLittleEndian(text.data() + 8 * fullWords, rest) |
-               (std::uint64_t{text.size() & 0xFF} << 56));
+  state.absorb(readLittleEndian(text.data() + 8 * fullWords, rest) | (std::uint64_t{text.size() & 0xFF} << 56));
   // Four finalisation rounds.
   state.v2 ^= 0xFF;
   for (int i = 0; i < 4; ++i) state.round();

@@ -7,8 +7,7 @@ namespace {
 
 std::mt19937_64 randomlySeededEngine() {
   std::random_device device;
-  std::seed_seq seed{device(), device(), device(), device(), device(), device(), device(),
-                     device()};
+  std::seed_seq seed{device(), device(), device(), device(), device(), device(), device(), device()};
   return std::mt19937_64(seed);
 }
 

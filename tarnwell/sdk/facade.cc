@@ -17,8 +17,8 @@ Tarnwell::Impl::Impl(HostOptions options)
       store(options.store ? std::move(options.store)
                           : std::shared_ptr<KeyValueStore>(openKeyValueStore(
                                 options.storePath.empty() ? defaultKeyValueStorePath() : options.storePath))),
-      transport(std::make_shared<detail::ClosableTransport>(
-          options.transport ? std::move(options.transport) : std::make_shared<CurlHttpTransport>())),
+      transport(std::make_shared<detail::ClosableTransport>(options.transport ? std::move(options.transport)
+                                                                              : std::make_shared<CurlHttpTransport>())),
       backgroundTasks(options.backgroundTasks ? std::move(options.backgroundTasks)
                                               : std::make_shared<NullBackgroundTaskHost>()),
       uuids(options.uuidSeed ? std::make_unique<UuidGenerator>(*options.uuidSeed) : std::make_unique<UuidGenerator>()),
@@ -94,8 +94,9 @@ UserRepository& Tarnwell::Impl::userRepository() {
 std::shared_ptr<EventManager> Tarnwell::Impl::eventManager() {
   if (!eventManagerInstance) {
     eventManagerInstance = EventManager::create(
-        pool->executor(), EventRepository(RuntimeGatewayRepository(client(), transport), *clock, *uuids, appInfo.bundleId),
-        *clock, *store);
+        pool->executor(),
+        EventRepository(RuntimeGatewayRepository(client(), transport), *clock, *uuids, appInfo.bundleId), *clock,
+        *store);
   }
   return eventManagerInstance;
 }
@@ -117,8 +118,9 @@ std::shared_ptr<FeatureFlagManager> Tarnwell::Impl::featureFlagManager() {
   if (!featureFlagManagerInstance) {
     // Experiment events reach trackEvent on the main context, where its gate is read.
     auto eventTracker = [this](std::string name, JSONObject properties, std::string eventType) {
-      runOnMain([this, name = std::move(name), properties = std::move(properties),
-                 eventType = std::move(eventType)] { trackEvent(name, properties, eventType); });
+      runOnMain([this, name = std::move(name), properties = std::move(properties), eventType = std::move(eventType)] {
+        trackEvent(name, properties, eventType);
+      });
     };
     featureFlagManagerInstance = FeatureFlagManager::create(
         pool->executor(),

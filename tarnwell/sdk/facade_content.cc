@@ -63,8 +63,7 @@ void Tarnwell::getStoredRuntimeBundle(std::function<void(std::optional<RuntimeBu
   impl_->spawnOnMain(impl_->readStoredRuntimeBundle(std::move(completion)));
 }
 
-void Tarnwell::Impl::refreshDeliveredContentThen(DeliveredContent kind, bool force,
-                                                 std::function<void()> completion) {
+void Tarnwell::Impl::refreshDeliveredContentThen(DeliveredContent kind, bool force, std::function<void()> completion) {
   spawnThen(refreshDeliveredContent(kind, force), std::move(completion));
 }
 

@@ -5,7 +5,7 @@
 namespace tarnwell {
 
 asio::awaitable<void> Tarnwell::Impl::readFeatureFlagValue(std::string key,
-                                                            std::function<void(std::optional<JSONValue>)> completion) {
+                                                           std::function<void(std::optional<JSONValue>)> completion) {
   std::optional<JSONValue> value;
   if (isReady()) value = (co_await featureFlagManager()->resolveValue(std::move(key))).value;
   if (completion) completion(std::move(value));
@@ -51,8 +51,7 @@ void Tarnwell::getExperimentVariation(std::string key, std::function<void(std::o
   impl_->spawnOnMain(impl_->readExperimentVariation(std::move(key), std::move(completion)));
 }
 
-void Tarnwell::getExperimentConfig(std::string key,
-                                   std::function<void(std::optional<ExperimentConfig>)> completion) {
+void Tarnwell::getExperimentConfig(std::string key, std::function<void(std::optional<ExperimentConfig>)> completion) {
   impl_->spawnOnMain(impl_->readExperimentConfig(std::move(key), std::move(completion)));
 }
 

@@ -15,12 +15,13 @@ std::optional<UserSyncSnapshot> Tarnwell::Impl::makeSnapshot(std::optional<std::
                                                              bool isRegistered) {
   const std::optional<ApiKeyConfig> loaded = loadedConfig();
   const auto client = this->client();
-  return makeUserSyncSnapshot({.properties = *properties,
-                               .client = *client,
-                               .config = loaded ? &*loaded : nullptr,
-                               .sessionId = sessionOverride ? std::move(sessionOverride) : sessions->getCurrentSessionId(),
-                               .mainBundleId = appInfo.bundleId,
-                               .isRegistered = isRegistered});
+  return makeUserSyncSnapshot(
+      {.properties = *properties,
+       .client = *client,
+       .config = loaded ? &*loaded : nullptr,
+       .sessionId = sessionOverride ? std::move(sessionOverride) : sessions->getCurrentSessionId(),
+       .mainBundleId = appInfo.bundleId,
+       .isRegistered = isRegistered});
 }
 
 void Tarnwell::Impl::scheduleUserSync(std::chrono::milliseconds delay) {
@@ -98,9 +99,10 @@ asio::awaitable<void> Tarnwell::Impl::resetUser() {
   if (!wasReady) co_return;
   co_await performUserSync();
   startSessionTracking();
-  trackEvent("user_reset",
-             JSONObject{{"reason", JSONValue("manual_reset")}, {"anonymous_id", JSONValue(properties->getAnonymousId())}},
-             "user");
+  trackEvent(
+      "user_reset",
+      JSONObject{{"reason", JSONValue("manual_reset")}, {"anonymous_id", JSONValue(properties->getAnonymousId())}},
+      "user");
 }
 
 void Tarnwell::Impl::startSessionTracking() {
@@ -159,9 +161,7 @@ void Tarnwell::setUserProfile(std::string userId, std::string userType, JSONObje
   });
 }
 
-void Tarnwell::resetUser(std::string) {
-  impl_->spawnOnMain(impl_->resetUser());
-}
+void Tarnwell::resetUser(std::string) { impl_->spawnOnMain(impl_->resetUser()); }
 
 void Tarnwell::Impl::setPropertyThenSync(std::function<void(PropertyManager&)> change) {
   runOnMain([this, change = std::move(change)] {
@@ -195,9 +195,8 @@ void Tarnwell::setCustomProperty(std::string key, JSONValue value) {
 }
 
 void Tarnwell::setUserType(std::string userType) {
-  impl_->setPropertyThenSync([userType = std::move(userType)](PropertyManager& p) mutable {
-    p.setUserType(std::move(userType));
-  });
+  impl_->setPropertyThenSync(
+      [userType = std::move(userType)](PropertyManager& p) mutable { p.setUserType(std::move(userType)); });
 }
 
 }  // namespace tarnwell

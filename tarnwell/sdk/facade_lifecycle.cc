@@ -3,7 +3,6 @@
 #include <asio/co_spawn.hpp>
 #include <asio/io_context.hpp>
 
-
 #include "tarnwell/sdk/detail/facade_impl.h"
 
 namespace tarnwell {

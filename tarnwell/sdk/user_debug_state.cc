@@ -7,11 +7,11 @@ namespace tarnwell {
 template <>
 struct RecordFields<UserDebugState> {
   using R = UserDebugState;
-  static constexpr auto fields = std::make_tuple(
-      field(&R::profileId, "profileId"), field(&R::anonymousId, "anonymousId"),
-      field(&R::effectiveUserId, "effectiveUserId"), field(&R::identifiedUserId, "identifiedUserId"),
-      field(&R::deviceId, "deviceId"), field(&R::sessionId, "sessionId"), field(&R::teamId, "teamId"),
-      field(&R::environment, "environment"), field(&R::appId, "appId"));
+  static constexpr auto fields =
+      std::make_tuple(field(&R::profileId, "profileId"), field(&R::anonymousId, "anonymousId"),
+                      field(&R::effectiveUserId, "effectiveUserId"), field(&R::identifiedUserId, "identifiedUserId"),
+                      field(&R::deviceId, "deviceId"), field(&R::sessionId, "sessionId"), field(&R::teamId, "teamId"),
+                      field(&R::environment, "environment"), field(&R::appId, "appId"));
 };
 
 JSONValue UserDebugState::encode() const { return encodeRecord(*this); }

@@ -15,13 +15,13 @@ namespace tarnwell {
 struct TARNWELL_API UserDebugState {
   std::string profileId;
   std::string anonymousId;
-  std::string effectiveUserId;                  // the identified user, else the anonymous id
+  std::string effectiveUserId;  // the identified user, else the anonymous id
   std::optional<std::string> identifiedUserId;
   std::string deviceId;
   std::optional<std::string> sessionId;
   std::optional<std::string> teamId;
   std::optional<std::string> environment;
-  std::optional<std::string> appId;              // absent until a bootstrap has succeeded
+  std::optional<std::string> appId;  // absent until a bootstrap has succeeded
 
   friend bool operator==(const UserDebugState&, const UserDebugState&) = default;
 

@@ -69,13 +69,13 @@ struct SurveyTriggerCountRule {
 };
 
 struct TARNWELL_API SurveyTargeting {
-  std::vector<SurveyRule> rules;  // required
+  std::vector<SurveyRule> rules;         // required
   std::optional<std::string> matchType;  // "all" when absent, any case; anything else means "any"
   std::optional<SurveySchedule> schedule;
   std::optional<std::string> segmentId;
   std::optional<BehavioralTrigger> behavioralTrigger;
-  std::string audience;         // required
-  std::int64_t percentage = 0;  // required
+  std::string audience;                            // required
+  std::int64_t percentage = 0;                     // required
   std::optional<std::int64_t> samplingPercentage;  // the one percentage delivery applies
   std::optional<std::int64_t> priority;            // absent counts as 0; higher goes first
   std::optional<SurveyFrequency> frequency;

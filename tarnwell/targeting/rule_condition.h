@@ -28,7 +28,7 @@ struct TARNWELL_API RuleCondition {
   std::optional<std::string> field;
   std::optional<std::string> op;  // "operator"
   std::optional<JSONValue> value;
-  bool enabled = false;           // required
+  bool enabled = false;  // required
 
   friend bool operator==(const RuleCondition&, const RuleCondition&) = default;
   static RuleCondition decode(const JSONValue& value);

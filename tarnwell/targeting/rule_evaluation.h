@@ -36,8 +36,8 @@ namespace tarnwell {
 // device id, and the running session's id (JSON null, not absent, when none runs). Any other
 // name is looked up, ignoring case, in the application, device, user and custom properties, in
 // that order (PropertyManager::findTargetingProperty); absent when none has it. Not trimmed.
-TARNWELL_API std::optional<JSONValue> resolveField(const std::optional<std::string>& field,
-                                                   PropertyManager& properties, const SessionManager& sessions);
+TARNWELL_API std::optional<JSONValue> resolveField(const std::optional<std::string>& field, PropertyManager& properties,
+                                                   const SessionManager& sessions);
 
 // Compares the resolved value with the expected one. The operator is matched ignoring case but
 // not trimmed; an unknown operator is false.
@@ -63,7 +63,7 @@ TARNWELL_API bool evaluateCondition(const std::optional<std::string>& field, con
 
 // Why a behavioral trigger fired.
 struct TARNWELL_API BehavioralTriggerMatch {
-  std::string eventName;  // the trigger's name, trimmed
+  std::string eventName;   // the trigger's name, trimmed
   std::int64_t count = 0;  // the event's count, the pending occurrence included
   std::string op;          // lower-cased; "equals" when the trigger has none
 

@@ -24,8 +24,8 @@ namespace tarnwell {
 // One condition of a segment; unlike a rule condition its field and operator are required.
 struct TARNWELL_API SegmentCondition {
   std::optional<std::string> id;
-  std::string field;                // required
-  std::string op;                   // "operator", required
+  std::string field;  // required
+  std::string op;     // "operator", required
   std::optional<JSONValue> value;
   std::optional<std::string> type;  // carried; no evaluation reads it
 

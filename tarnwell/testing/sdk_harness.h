@@ -20,9 +20,9 @@
 #include <vector>
 
 #include <tarnwell/platform/memory_key_value_store.h>
+#include <tarnwell/sdk/facade.h>
 #include <tarnwell/testing/scripted_http_transport.h>
 #include <tarnwell/testing/virtual_clock.h>
-#include <tarnwell/sdk/facade.h>
 
 namespace tarnwell::testing {
 

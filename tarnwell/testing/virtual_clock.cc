@@ -54,7 +54,8 @@ Timestamp VirtualClock::now() const noexcept {
 
 std::shared_ptr<ClockTimer> VirtualClock::startTimer(std::chrono::milliseconds delay, std::function<void()> fire) {
   std::lock_guard lock(impl_->mutex);
-  auto timer = std::make_shared<VirtualTimer>(saturatingDeadline(impl_->now, delay), impl_->nextSequence++, std::move(fire));
+  auto timer =
+      std::make_shared<VirtualTimer>(saturatingDeadline(impl_->now, delay), impl_->nextSequence++, std::move(fire));
   impl_->timers.push_back(timer);
   return timer;
 }
@@ -85,8 +86,8 @@ void VirtualClock::advance(std::chrono::milliseconds duration, const std::functi
 
 std::size_t VirtualClock::pendingTimerCount() const {
   std::lock_guard lock(impl_->mutex);
-  return static_cast<std::size_t>(
-      std::count_if(impl_->timers.begin(), impl_->timers.end(), [](const auto& timer) { return !timer->cancelled.load(); }));
+  return static_cast<std::size_t>(std::count_if(impl_->timers.begin(), impl_->timers.end(),
+                                                [](const auto& timer) { return !timer->cancelled.load(); }));
 }
 
 }  // namespace tarnwell::testing

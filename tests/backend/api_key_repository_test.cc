@@ -23,7 +23,8 @@ constexpr std::string_view kRuntimeConfig = R"({
                   "disablePassiveMessagePolling":false}})";
 
 struct ApiKeyRepositoryTest : ::testing::Test {
-  std::shared_ptr<AppwriteClient> client = std::make_shared<AppwriteClient>("https://api.example.com/v1", "p", "d", "g");
+  std::shared_ptr<AppwriteClient> client =
+      std::make_shared<AppwriteClient>("https://api.example.com/v1", "p", "d", "g");
   std::shared_ptr<testing::ScriptedHttpTransport> transport = std::make_shared<testing::ScriptedHttpTransport>();
   ApiKeyRepository repository{client, transport};
 
@@ -52,7 +53,8 @@ constexpr std::string_view kConfig =
 
 TEST_F(ApiKeyRepositoryTest, SendsTheKeyWithoutASessionTokenAndReadsTheTenant) {
   client->setGatewaySessionToken("old");
-  answer("{" + std::string(kConfig) + R"(,"runtimeConfig":)" + std::string(kRuntimeConfig) + R"(,"sessionToken":"tok"})");
+  answer("{" + std::string(kConfig) + R"(,"runtimeConfig":)" + std::string(kRuntimeConfig) +
+         R"(,"sessionToken":"tok"})");
   const ApiKeyConfig config = validate();
 
   const JSONValue input = JSONValue::decode(*JSONValue::decode(transport->requests().at(0).body)["body"].asString());

@@ -28,7 +28,8 @@ HttpResponse respond(int status, std::string body) {
 
 // An execution record whose responseBody carries `envelope`, as the backend answers.
 HttpResponse execution(const std::string& envelope) {
-  return respond(200, JSONValue(JSONObject{{"$id", "exec1"}, {"status", "completed"}, {"responseBody", envelope}}).encode());
+  return respond(200,
+                 JSONValue(JSONObject{{"$id", "exec1"}, {"status", "completed"}, {"responseBody", envelope}}).encode());
 }
 
 struct RuntimeGatewayRepositoryTest : ::testing::Test {

@@ -14,8 +14,8 @@
 #include "tarnwell/core/sdk_config.h"
 #include "tarnwell/platform/http_transport.h"
 #include "tarnwell/platform/memory_key_value_store.h"
-#include "tarnwell/testing/scripted_http_transport.h"
 #include "tarnwell/sdk/facade.h"
+#include "tarnwell/testing/scripted_http_transport.h"
 #include "tools/cli/command_host.h"
 
 namespace tarnwell::cli::testing {
@@ -77,7 +77,8 @@ inline JSONValue gatewayInput(const HttpRequest& request) {
 
 // A command host over a scripted transport, its output kept for the lines each command prints.
 struct CommandHostFixture : ::testing::Test {
-  std::shared_ptr<tarnwell::testing::ScriptedHttpTransport> transport = std::make_shared<tarnwell::testing::ScriptedHttpTransport>();
+  std::shared_ptr<tarnwell::testing::ScriptedHttpTransport> transport =
+      std::make_shared<tarnwell::testing::ScriptedHttpTransport>();
   std::ostringstream out;
   std::unique_ptr<CommandHost> host;
 

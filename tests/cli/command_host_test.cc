@@ -7,8 +7,8 @@
 #include <thread>
 
 #include "tarnwell/platform/uuid.h"
-#include "tests/cli/cli_test_support.h"
 #include "tarnwell/testing/log_recorder.h"
+#include "tests/cli/cli_test_support.h"
 
 namespace tarnwell::cli {
 namespace {
@@ -23,8 +23,8 @@ constexpr std::uint64_t kUuidSeed = 21;
 // Ready, the SDK runs a session: the first identifier its generator mints.
 const std::string kReadyDebugLine =
     R"({"cmd":"debug","profileId":"prf-1","anonymousId":"anon-1","effectiveUserId":"anon-1","deviceId":"dev-1",)"
-    R"("sessionId":"session_)" + UuidGenerator(kUuidSeed).next() +
-    R"(","teamId":"team_1","environment":"stage","appId":"app_1"})";
+    R"("sessionId":"session_)" +
+    UuidGenerator(kUuidSeed).next() + R"(","teamId":"team_1","environment":"stage","appId":"app_1"})";
 
 struct CommandHostTest : testing::CommandHostFixture {
   tarnwell::testing::LogRecorder log;
@@ -75,21 +75,18 @@ TEST_F(CommandHostTest, PropertyCommandsRejectAMissingKeyOrValueAndSetNothing) {
   EXPECT_EQ(run({"set-user-property", "set-device-property device_id", "set-device-property device_id dev-7",
                  R"(set-device-property device_id "dev-7" "dev-8")", "debug"}),
             (Lines{R"({"cmd":"set-user-property","error":"missing property key"})",
-                   R"({"cmd":"set-device-property","error":"missing JSON value"})",
-                   kBadJSONLine, kBadJSONLine,
+                   R"({"cmd":"set-device-property","error":"missing JSON value"})", kBadJSONLine, kBadJSONLine,
                    std::string(kReadyDebugLine)}));
 }
 
 TEST_F(CommandHostTest, UnknownCommandsAndStrayArgumentsAreReportedAndTheHostGoesOn) {
   start();
-  EXPECT_EQ(run({"frobnicate 1 2", "state now", "init --fast", "debug me", "shutdown please", "quit now", "state"}),
-            (Lines{R"({"cmd":"frobnicate","error":"unknown command"})",
-                   R"({"cmd":"state","error":"takes no arguments"})",
-                   R"({"cmd":"init","error":"takes no arguments"})",
-                   R"({"cmd":"debug","error":"takes no arguments"})",
-                   R"({"cmd":"shutdown","error":"takes no arguments"})",
-                   R"({"cmd":"quit","error":"takes no arguments"})",
-                   R"({"cmd":"state","state":"notInitialized"})"}));
+  EXPECT_EQ(
+      run({"frobnicate 1 2", "state now", "init --fast", "debug me", "shutdown please", "quit now", "state"}),
+      (Lines{R"({"cmd":"frobnicate","error":"unknown command"})", R"({"cmd":"state","error":"takes no arguments"})",
+             R"({"cmd":"init","error":"takes no arguments"})", R"({"cmd":"debug","error":"takes no arguments"})",
+             R"({"cmd":"shutdown","error":"takes no arguments"})", R"({"cmd":"quit","error":"takes no arguments"})",
+             R"({"cmd":"state","state":"notInitialized"})"}));
   EXPECT_TRUE(transport->requests().empty());
 }
 
@@ -131,10 +128,10 @@ struct CommandHostModeTest : CommandHostTest, ::testing::WithParamInterface<Main
 TEST_P(CommandHostModeTest, InitAndShutdownReportTheStateTheyWaitedFor) {
   start(GetParam());
   transport->enqueue(reply(kGoodBootstrap));
-  EXPECT_EQ(run({"init", "state", "sleep 1", "shutdown", "state"}),
-            (Lines{R"({"cmd":"init","state":"ready"})", R"({"cmd":"state","state":"ready"})",
-                   R"({"cmd":"sleep","ok":true})",
-                   R"({"cmd":"shutdown","state":"shutdown"})", R"({"cmd":"state","state":"shutdown"})"}));
+  EXPECT_EQ(
+      run({"init", "state", "sleep 1", "shutdown", "state"}),
+      (Lines{R"({"cmd":"init","state":"ready"})", R"({"cmd":"state","state":"ready"})", R"({"cmd":"sleep","ok":true})",
+             R"({"cmd":"shutdown","state":"shutdown"})", R"({"cmd":"state","state":"shutdown"})"}));
 }
 
 INSTANTIATE_TEST_SUITE_P(BothContextModes, CommandHostModeTest,

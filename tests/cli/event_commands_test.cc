@@ -59,15 +59,16 @@ TEST_F(EventCommandsTest, IdentifyWaitsForTheUserAndProfileCommandsTakeOneObject
 }
 
 TEST_F(EventCommandsTest, BadArgumentsAreErrorLinesAndChangeNothing) {
-  EXPECT_EQ(run({"track", "track x custom [1]", "identify", R"(identify u [1])", R"(set-user-profile {"userType": "pro"})",
-                 R"(set-user-profile {"userId": "u", "userType": "t", "appProperties": 3})", "flush now"}),
-            (Lines{R"({"cmd":"track","error":"missing event name"})",
-                   R"({"cmd":"track","error":"properties must be a JSON object"})",
-                   R"({"cmd":"identify","error":"missing user id"})",
-                   R"({"cmd":"identify","error":"traits must be a JSON object"})",
-                   R"({"cmd":"set-user-profile","error":"profile needs the text \"userId\""})",
-                   R"({"cmd":"set-user-profile","error":"profile's \"appProperties\" must be an object"})",
-                   R"({"cmd":"flush","error":"takes no arguments"})"}));
+  EXPECT_EQ(
+      run({"track", "track x custom [1]", "identify", R"(identify u [1])", R"(set-user-profile {"userType": "pro"})",
+           R"(set-user-profile {"userId": "u", "userType": "t", "appProperties": 3})", "flush now"}),
+      (Lines{R"({"cmd":"track","error":"missing event name"})",
+             R"({"cmd":"track","error":"properties must be a JSON object"})",
+             R"({"cmd":"identify","error":"missing user id"})",
+             R"({"cmd":"identify","error":"traits must be a JSON object"})",
+             R"({"cmd":"set-user-profile","error":"profile needs the text \"userId\""})",
+             R"({"cmd":"set-user-profile","error":"profile's \"appProperties\" must be an object"})",
+             R"({"cmd":"flush","error":"takes no arguments"})"}));
   EXPECT_EQ(host->sdk().getUserId(), std::nullopt);
 }
 

@@ -45,37 +45,35 @@ TEST_F(FlagCommandsTest, FlagsAnswerAbsentOrTheDefaultBeforeReady) {
 
 TEST_F(FlagCommandsTest, FlagReadsAreTypedByTheDefaultAndFollowTargeting) {
   run({"init"});
-  EXPECT_EQ(run({"flag checkout", R"(flag checkout "none")", "set-user-property plan \"pro\"", R"(flag checkout "none")",
-                 "flag limit 0", "flag limit true", "flag limit {}", "flag unknown 3.5"}),
+  EXPECT_EQ(run({"flag checkout", R"(flag checkout "none")", "set-user-property plan \"pro\"",
+                 R"(flag checkout "none")", "flag limit 0", "flag limit true", "flag limit {}", "flag unknown 3.5"}),
             (Lines{R"({"cmd":"flag","key":"checkout","found":true,"value":"classic"})",
-                   R"({"cmd":"flag","key":"checkout","value":"classic"})",
-                   R"({"cmd":"set-user-property","ok":true})",
-                   R"({"cmd":"flag","key":"checkout","value":"express"})",
-                   R"({"cmd":"flag","key":"limit","value":12})",
+                   R"({"cmd":"flag","key":"checkout","value":"classic"})", R"({"cmd":"set-user-property","ok":true})",
+                   R"({"cmd":"flag","key":"checkout","value":"express"})", R"({"cmd":"flag","key":"limit","value":12})",
                    R"({"cmd":"flag","key":"limit","value":true})",  // 12 is no bool: the default
-                   R"({"cmd":"flag","key":"limit","value":12})",
-                   R"({"cmd":"flag","key":"unknown","value":3.5})"}));
+                   R"({"cmd":"flag","key":"limit","value":12})", R"({"cmd":"flag","key":"unknown","value":3.5})"}));
 }
 
 TEST_F(FlagCommandsTest, ExperimentCommandsShowTheAssignmentAndTrackEvents) {
   run({"init"});
-  EXPECT_EQ(run({"experiment exp", "experiment-config exp", "experiment limit",
-                 R"(exposure exp {"screen":"cart"})", R"(conversion exp purchase 9.5 {"coupon":"X"})",
-                 "conversion exp", "exposure", "conversion exp goal [1,"}),
-            (Lines{R"({"cmd":"experiment","key":"exp","variation":{"id":"v1","name":"Blue","value":"blue"}})",
-                   R"({"cmd":"experiment-config","key":"exp","config":{"hypothesis":"Blue sells","goals":[{"id":"g1"}]}})",
-                   R"({"cmd":"experiment","key":"limit","variation":null})",
-                   R"({"cmd":"exposure","ok":true})", R"({"cmd":"conversion","ok":true})",
-                   R"({"cmd":"conversion","ok":true})", R"({"cmd":"exposure","error":"missing flag key"})",
-                   R"({"cmd":"conversion","error":"bad value: Unable to parse JSON: The JSON document has an improper structure: missing or superfluous commas, braces, missing keys, etc."})"}));
+  EXPECT_EQ(
+      run({"experiment exp", "experiment-config exp", "experiment limit", R"(exposure exp {"screen":"cart"})",
+           R"(conversion exp purchase 9.5 {"coupon":"X"})", "conversion exp", "exposure", "conversion exp goal [1,"}),
+      (Lines{
+          R"({"cmd":"experiment","key":"exp","variation":{"id":"v1","name":"Blue","value":"blue"}})",
+          R"({"cmd":"experiment-config","key":"exp","config":{"hypothesis":"Blue sells","goals":[{"id":"g1"}]}})",
+          R"({"cmd":"experiment","key":"limit","variation":null})", R"({"cmd":"exposure","ok":true})",
+          R"({"cmd":"conversion","ok":true})", R"({"cmd":"conversion","ok":true})",
+          R"({"cmd":"exposure","error":"missing flag key"})",
+          R"({"cmd":"conversion","error":"bad value: Unable to parse JSON: The JSON document has an improper structure: missing or superfluous commas, braces, missing keys, etc."})"}));
 }
 
 TEST_F(FlagCommandsTest, RefreshAndBundleShowWhatIsStored) {
   EXPECT_EQ(run({"bundle"}), (Lines{R"({"cmd":"bundle","bundle":null})"}));
   run({"init"});
   EXPECT_EQ(bundleRequests, 1);
-  const Lines lines = run({"bundle", "refresh flags", "refresh flags force", "refresh", "refresh stickers",
-                           "refresh all force"});
+  const Lines lines =
+      run({"bundle", "refresh flags", "refresh flags force", "refresh", "refresh stickers", "refresh all force"});
   ASSERT_EQ(lines.size(), 6u);
   const JSONValue bundle = JSONValue::decode(lines[0]);
   EXPECT_EQ(bundle["versions"], JSONValue(JSONObject{{"featureFlags", "v7"}}));

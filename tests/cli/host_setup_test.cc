@@ -5,10 +5,10 @@
 #include <fstream>
 #include <sstream>
 
-#include "tarnwell/testing/scripted_http_transport.h"
 #include "tarnwell/platform/sqlite_key_value_store.h"
-#include "tests/cli/cli_test_support.h"
 #include "tarnwell/testing/log_recorder.h"
+#include "tarnwell/testing/scripted_http_transport.h"
+#include "tests/cli/cli_test_support.h"
 #include "tests/support/scratch_dir.h"
 #include "tools/cli/host_process.h"
 
@@ -73,7 +73,8 @@ TEST_F(HostSetupTest, ConfigFileErrorsNameTheFileAndTheProblem) {
 }
 
 struct HostProcessTest : HostSetupTest {
-  std::shared_ptr<tarnwell::testing::ScriptedHttpTransport> transport = std::make_shared<tarnwell::testing::ScriptedHttpTransport>();
+  std::shared_ptr<tarnwell::testing::ScriptedHttpTransport> transport =
+      std::make_shared<tarnwell::testing::ScriptedHttpTransport>();
   tarnwell::testing::LogRecorder log;
   std::istringstream input;
   std::ostringstream out;

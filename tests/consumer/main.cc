@@ -27,7 +27,8 @@ int main() {
   auto store = tarnwell::openKeyValueStore(":memory:");
   store->setString("tarnwell_user_type", "pro");
   std::puts(seen.c_str());
-  const bool ok = warned && seen == "[Tarnwell][INFO] consumer" && config.selectedEnvironment() == tarnwell::Environment::stage &&
+  const bool ok = warned && seen == "[Tarnwell][INFO] consumer" &&
+                  config.selectedEnvironment() == tarnwell::Environment::stage &&
                   store->getString("tarnwell_user_type") == "pro";
   return ok ? 0 : 1;
 }

@@ -7,9 +7,9 @@
 #include "tarnwell/livecards/detail/live_card_repository.h"
 #include "tarnwell/platform/main_context.h"
 #include "tarnwell/platform/memory_key_value_store.h"
-#include "tarnwell/testing/virtual_clock.h"
 #include "tarnwell/surveys/detail/survey_repository.h"
 #include "tarnwell/testing/log_recorder.h"
+#include "tarnwell/testing/virtual_clock.h"
 #include "tests/support/run_sync.h"
 #include "tests/support/scripted_gateway.h"
 
@@ -75,8 +75,8 @@ using Kinds = ::testing::Types<SurveysKind, AnnouncementsKind, LiveCardsKind, Fe
 TYPED_TEST_SUITE(ContentRepositoryTest, Kinds);
 
 TYPED_TEST(ContentRepositoryTest, ABundleAnswersAndItsEmptyListIsFinal) {
-  answerData(*this->f.transport, R"({"items":{")" + std::string(TypeParam::bundleKey) + R"(":[)" +
-                                     std::string(TypeParam::good) + "]}}");
+  answerData(*this->f.transport,
+             R"({"items":{")" + std::string(TypeParam::bundleKey) + R"(":[)" + std::string(TypeParam::good) + "]}}");
   EXPECT_EQ(this->read().size(), 1u);
   this->f.store.remove(this->f.bundles().bundleCacheKey());
   answerData(*this->f.transport, R"({"items":{}})");
@@ -92,7 +92,8 @@ TYPED_TEST(ContentRepositoryTest, WithoutABundleTheListActionAnswersAndOneBadRec
   EXPECT_EQ(sentInput(*this->f.transport, 1)["payload"].encode(), "{}");
 
   answerStatus(*this->f.transport, 502);
-  answerData(*this->f.transport, R"({"items":[)" + std::string(TypeParam::good) + "," + std::string(TypeParam::bad) + "]}");
+  answerData(*this->f.transport,
+             R"({"items":[)" + std::string(TypeParam::good) + "," + std::string(TypeParam::bad) + "]}");
   EXPECT_TRUE(this->read().empty());
   ASSERT_EQ(this->log.lines().size(), 2u);  // the bundle's failure, then the list's
   EXPECT_EQ(this->log.lines().at(1).rfind("[Tarnwell][ERROR] " + std::string(TypeParam::failure) + " :: ", 0), 0u);

@@ -2,8 +2,8 @@
 
 #include "tarnwell/content/detail/runtime_bundle_repository.h"
 #include "tarnwell/platform/memory_key_value_store.h"
-#include "tarnwell/testing/virtual_clock.h"
 #include "tarnwell/testing/log_recorder.h"
+#include "tarnwell/testing/virtual_clock.h"
 #include "tests/support/run_sync.h"
 #include "tests/support/scripted_gateway.h"
 
@@ -52,8 +52,8 @@ TEST_F(RuntimeBundleRepositoryTest, FirstLoadAsksWithNoVersionsAndStoresUnderThe
   EXPECT_EQ(input["action"], JSONValue("get_runtime_bundle"));
   EXPECT_EQ(input["payload"].encode(), R"({"knownVersions":{}})");
   // Scalar marks are kept as their text.
-  EXPECT_EQ(bundle.versions, (std::map<std::string, std::string>{
-                                 {"surveys", "v1"}, {"featureFlags", "7.0"}, {"liveCards", "true"}}));
+  EXPECT_EQ(bundle.versions,
+            (std::map<std::string, std::string>{{"surveys", "v1"}, {"featureFlags", "7.0"}, {"liveCards", "true"}}));
   EXPECT_EQ(bundle.loadedAt, 1'800'000'000.0);
   ASSERT_EQ(bundle.surveys.size(), 1u);
   EXPECT_EQ(bundle.liveCards.at(0).priority, 2);
@@ -158,8 +158,8 @@ TEST(RuntimeBundleKeyTest, MissingTenantFallsBackToPlaceholders) {
   MemoryKeyValueStore store;
   testing::VirtualClock clock;
   auto client = std::make_shared<AppwriteClient>("https://gw.test/v1", "p", "d", "fn");
-  RuntimeBundleRepository bundles{RuntimeGatewayRepository(client, std::make_shared<testing::ScriptedHttpTransport>()), client,
-                                  store, clock};
+  RuntimeBundleRepository bundles{RuntimeGatewayRepository(client, std::make_shared<testing::ScriptedHttpTransport>()),
+                                  client, store, clock};
   EXPECT_EQ(bundles.bundleCacheKey(), "tarnwell.runtimeBundle.unknown_team.production");
   client->setEnvironment("");
   client->setTeamId("t");

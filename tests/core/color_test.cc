@@ -17,8 +17,7 @@ TEST(ColorTest, ReadsSixDigitsAsOpaqueRedGreenBlue) {
 TEST(ColorTest, ReadsEightDigitsWithAlphaFirst) {
   EXPECT_EQ(parseColorText(" 80ff0000 "), (Color{1, 0, 0, 128 / 255.0}));
   EXPECT_EQ(parseColorText("#00FFFFFF"), (Color{1, 1, 1, 0}));
-  EXPECT_EQ(parseColorText("#11223344"),
-            (Color{34 / 255.0, 51 / 255.0, 68 / 255.0, 17 / 255.0}));
+  EXPECT_EQ(parseColorText("#11223344"), (Color{34 / 255.0, 51 / 255.0, 68 / 255.0, 17 / 255.0}));
 }
 
 TEST(ColorTest, TrimsAndDropsEveryHash) {

@@ -14,9 +14,7 @@ using std::chrono::nanoseconds;
 using std::chrono::seconds;
 
 // Epoch seconds below were taken from `date -u -d <text> +%s`.
-Timestamp at(std::int64_t epochSeconds, nanoseconds extra = 0ns) {
-  return Timestamp(seconds(epochSeconds)) + extra;
-}
+Timestamp at(std::int64_t epochSeconds, nanoseconds extra = 0ns) { return Timestamp(seconds(epochSeconds)) + extra; }
 
 TEST(Iso8601Test, FormatsUtcWithMilliseconds) {
   EXPECT_EQ(formatISO8601Date(at(1772357415)), "2026-03-01T09:30:15.000Z");
@@ -64,13 +62,11 @@ TEST(Iso8601Test, AppliesZoneOffsets) {
 
 TEST(Iso8601Test, FoldsALeapSecondIntoTheSecondBefore) {
   EXPECT_EQ(parseISO8601Date("2016-12-31T23:59:60Z"), parseISO8601Date("2016-12-31T23:59:59Z"));
-  EXPECT_EQ(parseISO8601Date("2016-12-31T23:59:60.5Z"),
-            parseISO8601Date("2016-12-31T23:59:59.5Z"));
+  EXPECT_EQ(parseISO8601Date("2016-12-31T23:59:60.5Z"), parseISO8601Date("2016-12-31T23:59:59.5Z"));
 }
 
 TEST(Iso8601Test, RoundTripsThroughTheTextForm) {
-  const Timestamp times[] = {at(1772357415, 250ms), at(0), at(-1, 1ms), at(-2208988800, 7ms),
-                             at(1709251199, 999ms)};
+  const Timestamp times[] = {at(1772357415, 250ms), at(0), at(-1, 1ms), at(-2208988800, 7ms), at(1709251199, 999ms)};
   for (const Timestamp time : times) {
     const std::string text = formatISO8601Date(time);
     EXPECT_EQ(parseISO8601Date(text), time) << text;
@@ -109,10 +105,9 @@ TEST(Iso8601Test, RejectsOtherShapes) {
 
 TEST(Iso8601Test, RejectsFieldsOutOfRange) {
   const char* const texts[] = {
-      "2026-00-01T00:00:00Z", "2026-13-01T00:00:00Z", "2026-01-00T00:00:00Z",
-      "2026-01-32T00:00:00Z", "2026-04-31T00:00:00Z", "2026-02-29T00:00:00Z",
-      "1900-02-29T00:00:00Z", "2100-02-29T00:00:00Z", "2026-01-01T24:00:00Z",
-      "2026-01-01T00:60:00Z", "2026-01-01T00:00:61Z", "2026-01-01T00:00:00+24:00",
+      "2026-00-01T00:00:00Z",      "2026-13-01T00:00:00Z", "2026-01-00T00:00:00Z", "2026-01-32T00:00:00Z",
+      "2026-04-31T00:00:00Z",      "2026-02-29T00:00:00Z", "1900-02-29T00:00:00Z", "2100-02-29T00:00:00Z",
+      "2026-01-01T24:00:00Z",      "2026-01-01T00:60:00Z", "2026-01-01T00:00:61Z", "2026-01-01T00:00:00+24:00",
       "2026-01-01T00:00:00+05:60",
   };
   for (const char* text : texts) EXPECT_EQ(parseISO8601Date(text), std::nullopt) << text;

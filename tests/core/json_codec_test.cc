@@ -23,16 +23,18 @@ TEST(JSONCodecTest, DecodesEachCaseByItsJsonType) {
 
 TEST(JSONCodecTest, EncodesCompactlyInInsertionOrder) {
   JSONObject object{{"zeta", 1}, {"alpha", JSONArray{true, nullptr, 2.5}}, {"text", "a\"b\\c\n\x01/é"}};
-  EXPECT_EQ(JSONValue(object).encode(),
-            "{\"zeta\":1,\"alpha\":[true,null,2.5],\"text\":\"a\\\"b\\\\c\\n\\u0001/é\"}");
+  EXPECT_EQ(JSONValue(object).encode(), "{\"zeta\":1,\"alpha\":[true,null,2.5],\"text\":\"a\\\"b\\\\c\\n\\u0001/é\"}");
   EXPECT_EQ(JSONValue(-0.0).encode(), "0");
   EXPECT_EQ(JSONValue(1e300).encode(), "1e+300");
   EXPECT_EQ(JSONValue(9007199254740993.0).encode(), "9007199254740992");
 }
 
 TEST(JSONCodecTest, RoundTripsWhatItEncodes) {
-  const JSONValue value = JSONObject{{"id", "abc"}, {"n", -12.375}, {"big", 1.7976931348623157e308},
-                                     {"tiny", 5e-324}, {"nested", JSONArray{JSONObject{{"k", JSONArray{}}}}}};
+  const JSONValue value = JSONObject{{"id", "abc"},
+                                     {"n", -12.375},
+                                     {"big", 1.7976931348623157e308},
+                                     {"tiny", 5e-324},
+                                     {"nested", JSONArray{JSONObject{{"k", JSONArray{}}}}}};
   EXPECT_EQ(JSONValue::decode(value.encode()), value);
 }
 
@@ -45,9 +47,13 @@ TEST(JSONCodecTest, LastOfDuplicateKeysWins) {
 // The encoder scans eight bytes at a time; what needs escaping must be found at every offset.
 TEST(JSONCodecTest, EscapesAreFoundAtEveryPositionOfTheScan) {
   for (std::size_t offset = 0; offset < 20; ++offset) {
-    for (const auto& [raw, escaped] : std::vector<std::pair<std::string, std::string>>{
-             {"\"", "\\\""}, {"\\", "\\\\"}, {"\x1f", "\\u001f"}, {std::string(1, '\0'), "\\u0000"},
-             {"\xC3\xA9", "\xC3\xA9"}, {"\xE2\x82", "\xEF\xBF\xBD\xEF\xBF\xBD"}}) {
+    for (const auto& [raw, escaped] :
+         std::vector<std::pair<std::string, std::string>>{{"\"", "\\\""},
+                                                          {"\\", "\\\\"},
+                                                          {"\x1f", "\\u001f"},
+                                                          {std::string(1, '\0'), "\\u0000"},
+                                                          {"\xC3\xA9", "\xC3\xA9"},
+                                                          {"\xE2\x82", "\xEF\xBF\xBD\xEF\xBF\xBD"}}) {
       const std::string prefix(offset, 'a');
       EXPECT_EQ(JSONValue(prefix + raw + "z").encode(), "\"" + prefix + escaped + "z\"")
           << "offset " << offset << " raw " << raw;
@@ -61,7 +67,10 @@ TEST(JSONCodecTest, EncodingANonFiniteNumberIsAnError) {
 }
 
 TEST(JSONCodecTest, InvalidUtf8IsRepairedWhenEncoding) {
-  EXPECT_EQ(JSONValue(std::string("ok\xFF" "x\xC3")).encode(), "\"ok\xEF\xBF\xBDx\xEF\xBF\xBD\"");
+  EXPECT_EQ(JSONValue(std::string("ok\xFF"
+                                  "x\xC3"))
+                .encode(),
+            "\"ok\xEF\xBF\xBDx\xEF\xBF\xBD\"");
 }
 
 // Hostile or broken documents must come back as a DecodingError with a readable text.

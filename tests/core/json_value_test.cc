@@ -123,16 +123,15 @@ TEST(JSONValueTest, FromDynamicTestsBoolBeforeNumbers) {
 
 TEST(JSONValueTest, FromDynamicConvertsContainersRecursivelyAndDescribesUnknownTypes) {
   std::map<std::string, std::any> map{{"n", 1}, {"list", std::vector<std::any>{true, std::string("x")}}};
-  EXPECT_EQ(JSONValue::fromDynamic(map),
-            JSONValue(JSONObject{{"n", 1}, {"list", JSONArray{true, "x"}}}));
+  EXPECT_EQ(JSONValue::fromDynamic(map), JSONValue(JSONObject{{"n", 1}, {"list", JSONArray{true, "x"}}}));
   const JSONValue opaque = JSONValue::fromDynamic(std::any(Opaque{}));
   ASSERT_TRUE(opaque.isString());
   EXPECT_NE(opaque.asString()->view().find("Opaque"), std::string_view::npos);
 }
 
 TEST(JSONValueTest, ToDynamicRoundTripsThroughFromDynamic) {
-  const JSONValue value = JSONObject{{"s", "t"}, {"n", 1.5}, {"b", false}, {"z", nullptr},
-                                     {"a", JSONArray{1, JSONObject{{"k", "v"}}}}};
+  const JSONValue value =
+      JSONObject{{"s", "t"}, {"n", 1.5}, {"b", false}, {"z", nullptr}, {"a", JSONArray{1, JSONObject{{"k", "v"}}}}};
   const std::any dynamic = value.toDynamic();
   const auto& map = std::any_cast<const std::map<std::string, std::any>&>(dynamic);
   EXPECT_EQ(std::any_cast<double>(map.at("n")), 1.5);

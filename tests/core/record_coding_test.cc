@@ -53,9 +53,9 @@ struct RecordFields<Item> {
 
 template <>
 struct RecordFields<Catalogue> {
-  static constexpr auto fields = std::make_tuple(field(&Catalogue::items, "items"),
-                                                 field(&Catalogue::weights, "weights"),
-                                                 field(&Catalogue::metadata, "metadata"));
+  static constexpr auto fields =
+      std::make_tuple(field(&Catalogue::items, "items"), field(&Catalogue::weights, "weights"),
+                      field(&Catalogue::metadata, "metadata"));
 };
 
 namespace {
@@ -81,11 +81,11 @@ TEST(RecordCodingTest, RoundTripsNestedRecordsWithCustomKeysInTableOrder) {
 }
 
 TEST(RecordCodingTest, NullOptionalIsAbsentButAPresentWrongTypeFails) {
-  const auto decoded =
-      decodeRecord<Item>(JSONValue::decode(R"({"$id":"a","rank":3,"tags":null})"));
+  const auto decoded = decodeRecord<Item>(JSONValue::decode(R"({"$id":"a","rank":3,"tags":null})"));
   EXPECT_EQ(decoded.tags, std::nullopt);
-  EXPECT_EQ(decodeError(R"({"items":[{"$id":"a","rank":1},{"$id":"b","rank":1,"tags":"x"}],"weights":{},"metadata":1})"),
-            "Expected an array at \"items[1].tags\" but found text");
+  EXPECT_EQ(
+      decodeError(R"({"items":[{"$id":"a","rank":1},{"$id":"b","rank":1,"tags":"x"}],"weights":{},"metadata":1})"),
+      "Expected an array at \"items[1].tags\" but found text");
 }
 
 TEST(RecordCodingTest, ErrorsNameTheKeyPathAndTheFoundType) {

@@ -121,8 +121,8 @@ TEST(SdkConfigTest, LegacyPlaceholderHoldsTheBuiltInBackend) {
   EXPECT_EQ(config.appwrite.imagesBucketId, std::nullopt);
   EXPECT_TRUE(Constants::appwriteEndpoint.starts_with("https://"));
   EXPECT_TRUE(Constants::appwriteEndpoint.ends_with("/v1"));
-  for (std::string_view id : {Constants::centralProjectId, Constants::centralDatabaseId,
-                              Constants::sdkRuntimeGatewayFunctionId}) {
+  for (std::string_view id :
+       {Constants::centralProjectId, Constants::centralDatabaseId, Constants::sdkRuntimeGatewayFunctionId}) {
     EXPECT_EQ(id.size(), 20u);
     EXPECT_EQ(id.find_first_not_of("0123456789abcdef"), std::string_view::npos) << id;
   }

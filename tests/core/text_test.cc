@@ -16,8 +16,7 @@ TEST(TextTest, TrimsAsciiWhiteSpaceAndNewLinesAtBothEnds) {
 
 TEST(TextTest, TrimsEveryUnicodeWhiteSpaceCodePoint) {
   const char* const spaces[] = {
-      "\u0085", "\u00A0", "\u1680", "\u2000", "\u2005", "\u200A",
-      "\u2028", "\u2029", "\u202F", "\u205F", "\u3000",
+      "\u0085", "\u00A0", "\u1680", "\u2000", "\u2005", "\u200A", "\u2028", "\u2029", "\u202F", "\u205F", "\u3000",
   };
   for (const char* space : spaces) {
     const std::string text = std::string(space) + "x" + space + space;

@@ -149,9 +149,9 @@ TEST_F(EventAdmissionTest, EagerThresholdIsTheSmallerOfBatchSizeAndBound) {
 TEST_F(EventAdmissionTest, AdmissionsFromSeveralThreadsAllArrive) {
   detail::WorkerPool pool(2);
   auto events = quietConfig();
-  auto pooled = EventManager::create(pool.executor(),
-                                     EventRepository(RuntimeGatewayRepository(client, transport), clock, uuids, std::nullopt),
-                                     clock, store);
+  auto pooled = EventManager::create(
+      pool.executor(), EventRepository(RuntimeGatewayRepository(client, transport), clock, uuids, std::nullopt), clock,
+      store);
   testing::runSync(pooled->configure(events, {}));
   auto trackMany = [&](const std::string& prefix) {
     for (const std::string& name : numberedNames(100, prefix)) testing::runSync(pooled->queueEvent(namedEvent(name)));

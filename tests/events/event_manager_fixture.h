@@ -15,9 +15,9 @@
 #include "tarnwell/events/detail/event_manager.h"
 #include "tarnwell/platform/main_context.h"
 #include "tarnwell/platform/memory_key_value_store.h"
+#include "tarnwell/testing/log_recorder.h"
 #include "tarnwell/testing/scripted_http_transport.h"
 #include "tarnwell/testing/virtual_clock.h"
-#include "tarnwell/testing/log_recorder.h"
 
 namespace tarnwell::testing {
 
@@ -52,12 +52,13 @@ struct EventManagerTest : ::testing::Test {
   MainContext main{MainContext::Mode::hostPumped};
   testing::VirtualClock clock;
   MemoryKeyValueStore store;
-  std::shared_ptr<AppwriteClient> client = std::make_shared<AppwriteClient>("https://api.example.com/v1", "p", "d", "g");
+  std::shared_ptr<AppwriteClient> client =
+      std::make_shared<AppwriteClient>("https://api.example.com/v1", "p", "d", "g");
   std::shared_ptr<testing::ScriptedHttpTransport> transport = std::make_shared<testing::ScriptedHttpTransport>();
   UuidGenerator uuids{5};
   std::shared_ptr<EventManager> manager = EventManager::create(
-      main.ioContext().get_executor(), EventRepository(RuntimeGatewayRepository(client, transport), clock, uuids, std::nullopt),
-      clock, store);
+      main.ioContext().get_executor(),
+      EventRepository(RuntimeGatewayRepository(client, transport), clock, uuids, std::nullopt), clock, store);
   LogRecorder logs;
 
   // Sizes large enough that no admission starts a flush unless a test says so.
@@ -86,7 +87,9 @@ struct EventManagerTest : ::testing::Test {
   void configure(const RuntimeConfig::EventsConfig& events, RuntimeConfig::KillSwitchConfig killSwitches = {}) {
     run(manager->configure(events, killSwitches));
   }
-  void track(const std::string& name, const std::string& type = "custom") { run(manager->queueEvent(namedEvent(name, type))); }
+  void track(const std::string& name, const std::string& type = "custom") {
+    run(manager->queueEvent(namedEvent(name, type)));
+  }
   void trackAll(const std::vector<std::string>& names) {
     for (const std::string& name : names) track(name);
   }
@@ -120,7 +123,8 @@ struct EventManagerTest : ::testing::Test {
     for (const HttpRequest& request : transport->requests()) {
       const JSONValue input = JSONValue::decode(*JSONValue::decode(request.body)["body"].asString());
       std::vector<std::string>& names = batches.emplace_back();
-      for (const JSONValue& item : *input["payload"]["items"].asArray()) names.push_back(*item["event_name"].stringValue());
+      for (const JSONValue& item : *input["payload"]["items"].asArray())
+        names.push_back(*item["event_name"].stringValue());
     }
     return batches;
   }

@@ -45,8 +45,8 @@ TEST_F(EventFlushTest, AFailedSendPutsTheBatchBackAtTheFrontInOrder) {
   EXPECT_FALSE(flush(false));
   EXPECT_EQ(sentNames(), (Batches{{"e0", "e1"}}));
   EXPECT_EQ(storedText(), arrayOf(numberedNames(5)));
-  EXPECT_EQ(logs.lines(),
-            std::vector<std::string>{"[Tarnwell][ERROR] Failed to submit events :: TransportFailure(network: offline)"});
+  EXPECT_EQ(logs.lines(), std::vector<std::string>{
+                              "[Tarnwell][ERROR] Failed to submit events :: TransportFailure(network: offline)"});
 
   // A forced drain that fails part-way keeps what was sent and puts back the failed batch.
   transport->enqueue(testing::gatewayReply(R"({"ok":true})"));
@@ -84,7 +84,7 @@ TEST_F(EventFlushTest, AForcedSuccessReArmsAndAForcedFailureLeavesThePauseAsItWa
   answerAll(true);
   EXPECT_FALSE(flush(false));
   EXPECT_EQ(transport->requests().size(), 4u);
-  EXPECT_TRUE(flush(true));    // drains and re-arms
+  EXPECT_TRUE(flush(true));  // drains and re-arms
   EXPECT_EQ(queued(), 0u);
   track("a");
   EXPECT_TRUE(flush(false));
@@ -98,7 +98,7 @@ TEST_F(EventFlushTest, WhileASendIsUnderWayOtherFlushesAreRefusedAndAdmissionsQu
   ASSERT_EQ(transport->pendingCount(), 1u);
   EXPECT_EQ(storedText(), arrayOf({"e2"}));  // the batch lives only in memory now
 
-  EXPECT_FALSE(flush(true));   // refused, not awaited
+  EXPECT_FALSE(flush(true));  // refused, not awaited
   EXPECT_FALSE(flush(false));
   trackAll({"n0", "n1", "n2"});  // the eager flushes these start are refused too
   EXPECT_EQ(transport->pendingCount(), 1u);
@@ -150,13 +150,16 @@ TEST_F(EventFlushTest, TheEagerFlushHoldsTheManagerWeakly) {
     const std::size_t before = transport->requests().size();
     asio::io_context strandContext;
     auto keepPolling = asio::make_work_guard(strandContext);
-    auto own = EventManager::create(strandContext.get_executor(),
-                                    EventRepository(RuntimeGatewayRepository(client, transport), clock, uuids, std::nullopt),
-                                    clock, store);
-    std::future<void> admitted = asio::co_spawn(main.ioContext(), [&]() -> asio::awaitable<void> {
-      co_await own->configure(events, {});
-      co_await own->queueEvent(testing::namedEvent("a"));
-    }, asio::use_future);
+    auto own = EventManager::create(
+        strandContext.get_executor(),
+        EventRepository(RuntimeGatewayRepository(client, transport), clock, uuids, std::nullopt), clock, store);
+    std::future<void> admitted = asio::co_spawn(
+        main.ioContext(),
+        [&]() -> asio::awaitable<void> {
+          co_await own->configure(events, {});
+          co_await own->queueEvent(testing::namedEvent("a"));
+        },
+        asio::use_future);
     // The caller's side first; one strand step only when it has nothing to do.
     for (int step = 0; step < 20 && admitted.wait_for(std::chrono::seconds(0)) != std::future_status::ready; ++step) {
       if (main.poll() == 0) strandContext.poll_one();
@@ -218,9 +221,9 @@ TEST_F(EventFlushTest, AnEventCarryingANumberBeyondSixtyFourBitsSurvivesARestart
   large.customProperties = JSONObject{{"account", 1.8446744073709552e19}, {"debt", -1.2345678901234567e19}};
   run(manager->queueEvent(large));
 
-  manager = EventManager::create(main.ioContext().get_executor(),
-                                 EventRepository(RuntimeGatewayRepository(client, transport), clock, uuids, std::nullopt),
-                                 clock, store);
+  manager = EventManager::create(
+      main.ioContext().get_executor(),
+      EventRepository(RuntimeGatewayRepository(client, transport), clock, uuids, std::nullopt), clock, store);
   logs.clear();
   configure(quietConfig());
   EXPECT_EQ(logs.lines(), std::vector<std::string>{"[Tarnwell][INFO] Restored 2 queued event(s) from disk"});

@@ -60,7 +60,8 @@ TEST(EventRecordTest, ArrayIsTheConcatenationOfTheEncodedRecords) {
             JSONValue(JSONArray{sample("a").encode(), sample("b").encode(), sample("c").encode()}).encode());
   EXPECT_EQ(encodeEventArray(std::span(queued).last(1)), "[" + sample("c").encode().encode() + "]");
   EXPECT_EQ(encodeEventArray({}), "[]");
-  EXPECT_EQ(decodeEventArray(encodeEventArray(queued)), (std::vector<EventRecord>{sample("a"), sample("b"), sample("c")}));
+  EXPECT_EQ(decodeEventArray(encodeEventArray(queued)),
+            (std::vector<EventRecord>{sample("a"), sample("b"), sample("c")}));
 }
 
 TEST(EventRecordTest, ARecordThatCannotBeEncodedKeepsItsReasonAndFailsTheArray) {

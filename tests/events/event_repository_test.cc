@@ -4,9 +4,9 @@
 
 #include "tarnwell/core/text.h"
 #include "tarnwell/events/detail/event_repository.h"
+#include "tarnwell/testing/log_recorder.h"
 #include "tarnwell/testing/scripted_http_transport.h"
 #include "tarnwell/testing/virtual_clock.h"
-#include "tarnwell/testing/log_recorder.h"
 #include "tests/support/run_sync.h"
 
 namespace tarnwell {
@@ -33,7 +33,8 @@ EventRecord outgoingEvent(std::string name = "checkout") {
 }
 
 struct EventRepositoryTest : ::testing::Test {
-  std::shared_ptr<AppwriteClient> client = std::make_shared<AppwriteClient>("https://api.example.com/v1", "p", "d", "g");
+  std::shared_ptr<AppwriteClient> client =
+      std::make_shared<AppwriteClient>("https://api.example.com/v1", "p", "d", "g");
   std::shared_ptr<testing::ScriptedHttpTransport> transport = std::make_shared<testing::ScriptedHttpTransport>();
   testing::VirtualClock clock;
   UuidGenerator uuids{11};
@@ -64,18 +65,22 @@ TEST_F(EventRepositoryTest, SendsOneBatchWithTheThirteenKeysExactly) {
   ASSERT_EQ(transport->requests().size(), 1u);
   EXPECT_EQ(inputOf(0),
             R"({"action":"track_event_batch","payload":{"items":[)"
-            R"({"id":")" + first + R"(","event_id":")" + first + R"(","event_name":"checkout","user_id":"user-1",)"
-            R"("session_id":"sess-1","timestamp":"2026-01-01T00:00:01.500Z",)"
-            R"("properties":"{\"cart\":3,\"note\":\"a\\\"b\"}","user_properties":"{\"plan\":\"pro\"}",)"
-            R"("app_properties":"{\"bundle_id\":\"com.example.app\",\"package_name\":\"com.example.pkg\"}",)"
-            R"("device_properties":"{\"device_id\":\"dev-1\"}","event_type":"custom","device_id":"dev-1",)"
-            R"("bundle_or_package_id":"com.example.app"},)"
-            R"({"id":")" + other + R"(","event_id":")" + other + R"(","event_name":"signup","user_id":"user-1",)"
-            R"("session_id":null,"timestamp":"2026-01-01T00:00:01.500Z",)"
-            R"("properties":"{\"cart\":3,\"note\":\"a\\\"b\"}","user_properties":"{\"plan\":\"pro\"}",)"
-            R"("app_properties":"{\"bundle_id\":\"com.example.app\",\"package_name\":\"com.example.pkg\"}",)"
-            R"("device_properties":"{\"device_id\":\"dev-1\"}","event_type":"custom","device_id":"dev-1",)"
-            R"("bundle_or_package_id":"com.example.app"}]},"sessionToken":"tok"})");
+            R"({"id":")" +
+                first + R"(","event_id":")" + first +
+                R"(","event_name":"checkout","user_id":"user-1",)"
+                R"("session_id":"sess-1","timestamp":"2026-01-01T00:00:01.500Z",)"
+                R"("properties":"{\"cart\":3,\"note\":\"a\\\"b\"}","user_properties":"{\"plan\":\"pro\"}",)"
+                R"("app_properties":"{\"bundle_id\":\"com.example.app\",\"package_name\":\"com.example.pkg\"}",)"
+                R"("device_properties":"{\"device_id\":\"dev-1\"}","event_type":"custom","device_id":"dev-1",)"
+                R"("bundle_or_package_id":"com.example.app"},)"
+                R"({"id":")" +
+                other + R"(","event_id":")" + other +
+                R"(","event_name":"signup","user_id":"user-1",)"
+                R"("session_id":null,"timestamp":"2026-01-01T00:00:01.500Z",)"
+                R"("properties":"{\"cart\":3,\"note\":\"a\\\"b\"}","user_properties":"{\"plan\":\"pro\"}",)"
+                R"("app_properties":"{\"bundle_id\":\"com.example.app\",\"package_name\":\"com.example.pkg\"}",)"
+                R"("device_properties":"{\"device_id\":\"dev-1\"}","event_type":"custom","device_id":"dev-1",)"
+                R"("bundle_or_package_id":"com.example.app"}]},"sessionToken":"tok"})");
   EXPECT_NE(first, other);
   EXPECT_EQ(first, toLowerAscii(first));
   EXPECT_TRUE(logs.lines().empty());
@@ -137,12 +142,12 @@ TEST_F(EventRepositoryTest, AnEmptyBatchIsAcceptedWithoutACall) {
 }
 
 TEST_F(EventRepositoryTest, ReadsTheAnswerByTheSuccessRule) {
-  for (const auto& [data, expected] : std::vector<std::pair<std::string, bool>>{
-           {R"({"ok":true})", true},
-           {R"({"ok":true,"data":{}})", true},
-           {R"({"ok":true,"data":{"success":false}})", false},
-           {R"({"ok":true,"data":{"success":"0"}})", false},
-           {R"({"ok":true,"data":{"success":1}})", true}}) {
+  for (const auto& [data, expected] :
+       std::vector<std::pair<std::string, bool>>{{R"({"ok":true})", true},
+                                                 {R"({"ok":true,"data":{}})", true},
+                                                 {R"({"ok":true,"data":{"success":false}})", false},
+                                                 {R"({"ok":true,"data":{"success":"0"}})", false},
+                                                 {R"({"ok":true,"data":{"success":1}})", true}}) {
     transport->enqueue(reply(200, data));
     EXPECT_EQ(submit({outgoingEvent()}), expected) << data;
   }
@@ -162,7 +167,8 @@ TEST_F(EventRepositoryTest, FailuresAreLoggedAndAnsweredFalse) {
   ASSERT_EQ(lines.size(), 4u);
   EXPECT_EQ(lines[0], "[Tarnwell][ERROR] Failed to submit events :: httpError(500)");
   EXPECT_EQ(lines[1], "[Tarnwell][ERROR] Failed to submit events :: gatewayError(\"Invalid session\")");
-  EXPECT_EQ(lines[2], "[Tarnwell][ERROR] Failed to submit events :: TransportFailure(cannotConnect: Connection refused)");
+  EXPECT_EQ(lines[2],
+            "[Tarnwell][ERROR] Failed to submit events :: TransportFailure(cannotConnect: Connection refused)");
   EXPECT_TRUE(lines[3].starts_with("[Tarnwell][ERROR] Failed to submit events :: ")) << lines[3];
 }
 

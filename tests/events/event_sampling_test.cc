@@ -80,9 +80,9 @@ TEST(EventSamplingTest, OtherTypesLetTheNameDecideFirstMatchWins) {
   EXPECT_EQ(samplingPercent(sampling, "business", "experiment_conversion"), 7);
   EXPECT_EQ(samplingPercent(sampling, "custom", "disk_Warning"), 8);
   EXPECT_EQ(samplingPercent(sampling, "custom", "uncaught_exception"), 9);
-  EXPECT_EQ(samplingPercent(sampling, "custom", "feature_error"), 7);   // "feature_" comes first
-  EXPECT_EQ(samplingPercent(sampling, "custom", "warning_error"), 8);   // "warning" before "error"
-  EXPECT_EQ(samplingPercent(sampling, "custom", "featureflip"), 1);     // no underscore, no match
+  EXPECT_EQ(samplingPercent(sampling, "custom", "feature_error"), 7);  // "feature_" comes first
+  EXPECT_EQ(samplingPercent(sampling, "custom", "warning_error"), 8);  // "warning" before "error"
+  EXPECT_EQ(samplingPercent(sampling, "custom", "featureflip"), 1);    // no underscore, no match
   EXPECT_EQ(samplingPercent(sampling, "custom", "checkout"), 1);
 }
 
@@ -112,7 +112,7 @@ TEST(EventSamplingTest, FiftyPercentKeepsBucketsBelowAndFallsAlikeForTheSamePart
     EXPECT_FALSE(isSampledIn(event("purchase"), sampling));
   }
   // Each part moves the die: another session or device puts the same name elsewhere.
-  EXPECT_FALSE(isSampledIn(event("checkout", "custom", "sess-2"), sampling));  // bucket 77
+  EXPECT_FALSE(isSampledIn(event("checkout", "custom", "sess-2"), sampling));           // bucket 77
   EXPECT_FALSE(isSampledIn(event("checkout", "custom", "sess-1", "dev-2"), sampling));  // bucket 53
 }
 

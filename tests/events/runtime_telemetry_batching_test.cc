@@ -54,7 +54,7 @@ TEST_F(RuntimeTelemetryBatchingTest, FortiethItemFlushesAtOnceAndTheDelayedFlush
   EXPECT_EQ(stored(), std::nullopt);
 
   advance(seconds(10));
-  track(41, 42);  // a new batch, with a delayed flush of its own
+  track(41, 42);          // a new batch, with a delayed flush of its own
   advance(seconds(110));  // the first item's flush falls due and finds the newer items
   ASSERT_EQ(sentCount(), 2u);
   EXPECT_EQ(sentItems(1), itemsJson(41, 42));
@@ -137,8 +137,8 @@ TEST_F(RuntimeTelemetryBatchingTest, FailedFlushSchedulesNothingAndTheNextItemRe
   track(1, 3);
   advance(seconds(120));
   ASSERT_EQ(sentCount(), 1u);
-  EXPECT_TRUE(logs.contains(
-      R"([Tarnwell][ERROR] Failed to flush runtime telemetry batch :: gatewayError("Invalid session"))"));
+  EXPECT_TRUE(
+      logs.contains(R"([Tarnwell][ERROR] Failed to flush runtime telemetry batch :: gatewayError("Invalid session"))"));
   EXPECT_EQ(stored(), itemsJson(1, 3));
 
   advance(hours(1));

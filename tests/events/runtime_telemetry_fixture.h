@@ -16,9 +16,9 @@
 #include "tarnwell/events/detail/runtime_telemetry_batcher.h"
 #include "tarnwell/platform/main_context.h"
 #include "tarnwell/platform/memory_key_value_store.h"
+#include "tarnwell/testing/log_recorder.h"
 #include "tarnwell/testing/scripted_http_transport.h"
 #include "tarnwell/testing/virtual_clock.h"
-#include "tarnwell/testing/log_recorder.h"
 
 namespace tarnwell::testing {
 

@@ -7,8 +7,8 @@
 #include "tarnwell/flags/detail/feature_flag_manager.h"
 #include "tarnwell/platform/main_context.h"
 #include "tarnwell/platform/memory_key_value_store.h"
-#include "tarnwell/testing/virtual_clock.h"
 #include "tarnwell/testing/log_recorder.h"
+#include "tarnwell/testing/virtual_clock.h"
 #include "tests/support/scripted_gateway.h"
 
 namespace tarnwell {
@@ -84,7 +84,8 @@ struct FeatureFlagManagerTest : ::testing::Test {
     std::vector<JSONValue> found;
     const std::optional<Bytes> stored = store.getBytes("com.tarnwell.runtimeTelemetryQueue.t1_stage.v1");
     if (!stored) return found;
-    const JSONValue items = JSONValue::decode(std::string_view(reinterpret_cast<const char*>(stored->data()), stored->size()));
+    const JSONValue items =
+        JSONValue::decode(std::string_view(reinterpret_cast<const char*>(stored->data()), stored->size()));
     for (const JSONValue& item : *items.asArray()) {
       if (item["action"] == JSONValue(action)) found.push_back(item["payload"]);
     }
@@ -103,10 +104,12 @@ TEST_F(FeatureFlagManagerTest, UnknownKeyIsAnErrorAndReportsNothing) {
 
 TEST_F(FeatureFlagManagerTest, StatusAndScheduleTurnAFlagOffAndThatIsReported) {
   serve({R"({"$id":"f1","key":"capital","status":"Active","defaultValue":"1"})",
-         flagDocument("f2", "later", R"("defaultValue":"1","scheduleConfig":)" +
-                                         asText(R"({"enabled":false,"startDate":"2099-01-01T00:00:00Z"})")),
-         flagDocument("f3", "open", R"("defaultValue":"1","scheduleConfig":)" +
-                                        asText(R"({"startDate":"garbage","endDate":"2099-01-01T00:00:00Z"})"))});
+         flagDocument("f2", "later",
+                      R"("defaultValue":"1","scheduleConfig":)" +
+                          asText(R"({"enabled":false,"startDate":"2099-01-01T00:00:00Z"})")),
+         flagDocument("f3", "open",
+                      R"("defaultValue":"1","scheduleConfig":)" +
+                          asText(R"({"startDate":"garbage","endDate":"2099-01-01T00:00:00Z"})"))});
   EXPECT_EQ(resolve("capital").source, EvaluationSource::inactive);
   EXPECT_EQ(resolve("later").source, EvaluationSource::inactive);
   EXPECT_EQ(resolve("open"), (FeatureFlagResolution{JSONValue(1), EvaluationSource::cache}));
@@ -183,9 +186,9 @@ TEST_F(FeatureFlagManagerTest, WeightedAssignmentWalksTheRunningSumAndIsKeptForT
 }
 
 TEST_F(FeatureFlagManagerTest, EvaluationReportsCoolDownUnlessTheAnswerChanges) {
-  serve({flagDocument("f1", "plan_flag",
-                      R"("defaultValue":"classic","metadata":)" +
-                          asText(R"({"deliveryMode":"audience_variants","audienceVariants":[
+  serve({flagDocument(
+      "f1", "plan_flag",
+      R"("defaultValue":"classic","metadata":)" + asText(R"({"deliveryMode":"audience_variants","audienceVariants":[
                               {"priority":1,"value":"express","rules":[{"field":"plan","value":"pro"}]}]})"))});
   resolve("plan_flag");
   clock.advance(899s);
@@ -213,8 +216,9 @@ TEST_F(FeatureFlagManagerTest, ExposureAndConversionBecomeBusinessEvents) {
   ASSERT_EQ(events.size(), 1u);
   EXPECT_EQ(events[0].name, "experiment_exposure");
   EXPECT_EQ(events[0].type, "business");
-  EXPECT_EQ(JSONValue(events[0].properties).encode(),
-            R"({"flag_key":"plain","screen":"cart","variation_id":"v1","variation_name":"One","event_type":"experiment_exposure"})");
+  EXPECT_EQ(
+      JSONValue(events[0].properties).encode(),
+      R"({"flag_key":"plain","screen":"cart","variation_id":"v1","variation_name":"One","event_type":"experiment_exposure"})");
   EXPECT_EQ(reports("track_feature_flag_exposure").size(), 1u);
 
   run(flags->trackExperimentConversion("plain", std::nullopt, std::nullopt, {}));

@@ -60,15 +60,20 @@ TEST(FeatureFlagTest, AudienceGroupsSkipBadOnesAndSortByPriorityKeepingTies) {
 }
 
 TEST(FeatureFlagReportTest, PayloadsKeepEveryKeyInOrderWithNulls) {
-  const FeatureFlagEvaluation evaluation{.flagId = "f", .flagKey = "k", .userId = "u", .deviceId = "d",
-                                         .value = "true", .latency = 3, .evaluatedAt = Timestamp{}};
+  const FeatureFlagEvaluation evaluation{.flagId = "f",
+                                         .flagKey = "k",
+                                         .userId = "u",
+                                         .deviceId = "d",
+                                         .value = "true",
+                                         .latency = 3,
+                                         .evaluatedAt = Timestamp{}};
   const JSONObject payload = evaluation.payload();
   std::vector<std::string> keys;
   for (const auto& [key, value] : payload) keys.push_back(key);
-  EXPECT_EQ(keys, (std::vector<std::string>{"flagId", "flagKey", "userId", "deviceId", "sessionId", "value",
-                                            "variationId", "variationName", "reason", "context", "latency",
-                                            "evaluatedAt", "organizationId", "projectId", "teamId", "appId",
-                                            "environment"}));
+  EXPECT_EQ(keys,
+            (std::vector<std::string>{"flagId", "flagKey", "userId", "deviceId", "sessionId", "value", "variationId",
+                                      "variationName", "reason", "context", "latency", "evaluatedAt", "organizationId",
+                                      "projectId", "teamId", "appId", "environment"}));
   EXPECT_TRUE(payload.find("sessionId")->isNull());
   EXPECT_EQ(*payload.find("evaluatedAt"), JSONValue("1970-01-01T00:00:00.000Z"));
   EXPECT_EQ(FeatureFlagExposure{.flagId = "f"}.payload().size(), 12u);

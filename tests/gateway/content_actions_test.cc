@@ -12,7 +12,8 @@ namespace tarnwell::gateway {
 namespace {
 
 // Sections of the served content; "liveCards" is left out, so it is served empty.
-constexpr const char* kFlags = R"([{"$id":"f1","key":"beta","type":"boolean","defaultValue":"false","status":"active"}])";
+constexpr const char* kFlags =
+    R"([{"$id":"f1","key":"beta","type":"boolean","defaultValue":"false","status":"active"}])";
 constexpr const char* kSegments =
     R"([{"id":"seg-pro","name":"Pro","conditions":"[{\"field\":\"plan\",\"operator\":\"equals\",\"value\":\"pro\"}]"},)"
     R"({"id":"seg-new","name":"New"},{"$id":"seg-doc","name":"Keyed by document id only"}])";
@@ -45,9 +46,9 @@ class ContentActionsTest : public GatewayServerTest {
 
 TEST_F(ContentActionsTest, ABundleForNoKnownVersionsCarriesEveryKindWithItsMark) {
   const JSONObject marks = bundleVersions();
-  EXPECT_EQ(bundle({}).encode(),
-            R"({"ok":true,"data":{"versions":)" + JSONValue(marks).encode() + R"(,"items":{"surveys":)" + kSurveys +
-                R"(,"announcements":)" + kAnnouncements + R"(,"liveCards":[],"featureFlags":)" + kFlags + "}}}");
+  EXPECT_EQ(bundle({}).encode(), R"({"ok":true,"data":{"versions":)" + JSONValue(marks).encode() +
+                                     R"(,"items":{"surveys":)" + kSurveys + R"(,"announcements":)" + kAnnouncements +
+                                     R"(,"liveCards":[],"featureFlags":)" + kFlags + "}}}");
   for (const auto& [kind, mark] : marks) {
     ASSERT_NE(mark.asString(), nullptr) << kind;
     EXPECT_EQ(mark.asString()->size(), 16u) << kind;
@@ -85,8 +86,9 @@ TEST_F(ContentActionsTest, ABundleCallMustSayWhichVersionsItHolds) {
             R"({"ok":false,"error":"Invalid get_runtime_bundle payload: knownVersions is missing"})");
   EXPECT_EQ(call("get_runtime_bundle", {{"knownVersions", JSONArray{}}}).encode(),
             R"({"ok":false,"error":"Invalid get_runtime_bundle payload: knownVersions must be an object"})");
-  EXPECT_EQ(bundle(numberMark).encode(),
-            R"({"ok":false,"error":"Invalid get_runtime_bundle payload: knownVersions.featureFlags must be a string"})");
+  EXPECT_EQ(
+      bundle(numberMark).encode(),
+      R"({"ok":false,"error":"Invalid get_runtime_bundle payload: knownVersions.featureFlags must be a string"})");
 }
 
 TEST_F(ContentActionsTest, ListsEachKindOnItsOwn) {

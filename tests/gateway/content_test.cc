@@ -80,7 +80,7 @@ TEST(GatewayContentTest, MarksAVersionThatChangesExactlyWithTheDocuments) {
   const std::string one = versionOf(R"([{"$id":"s1","status":"published"}])");
 
   EXPECT_EQ(versionOf(R"([ {"$id" : "s1", "status":"published"} ])"), one);  // layout is not content
-  EXPECT_NE(versionOf(R"([{"$id":"s1","status":"draft"}])"), one);  // one value in one document
+  EXPECT_NE(versionOf(R"([{"$id":"s1","status":"draft"}])"), one);           // one value in one document
   // No section and an empty one serve the same nothing.
   EXPECT_EQ(GatewayContent::parse(document("", kKey)).section("surveys").version, versionOf("[]"));
   // The key is fixed, so a device's cached mark of an empty section holds after a restart.

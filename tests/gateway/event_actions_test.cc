@@ -68,9 +68,9 @@ TEST_F(EventActionsTest, StoresEachTelemetryItemInArrivalOrder) {
   const JSONObject evaluation{{"action", "track_flag_evaluation"},
                               {"payload", JSONObject{{"flagKey", "new_checkout"}, {"value", true}}}};
   const JSONObject impression{{"action", "track_live_card_impression"}, {"payload", JSONObject{{"cardId", "c-1"}}}};
-  EXPECT_EQ(gateway().call("track_runtime_telemetry_batch", {{"items", JSONArray{evaluation, impression}}}, token)
-                .encode(),
-            R"({"ok":true,"data":{"success":true}})");
+  EXPECT_EQ(
+      gateway().call("track_runtime_telemetry_batch", {{"items", JSONArray{evaluation, impression}}}, token).encode(),
+      R"({"ok":true,"data":{"success":true}})");
   clock_->advance(120s);
   gateway().call("track_runtime_telemetry_batch", {{"items", JSONArray{evaluation}}}, token);
 

@@ -66,8 +66,7 @@ TEST_F(ExecutionWireTest, RefusesAMissingOrWrongProjectWith401AndAnUnknownFuncti
 }
 
 TEST_F(ExecutionWireTest, AnswersUnknownRoutesWithAJsonError) {
-  const httplib::Result wrongMethod =
-      gateway().http().Get(std::string("/v1/functions/") + kFunctionId + "/executions");
+  const httplib::Result wrongMethod = gateway().http().Get(std::string("/v1/functions/") + kFunctionId + "/executions");
   const httplib::Result unknownPath = gateway().http().Post("/v1/databases", "{}", "application/json");
   ASSERT_TRUE(wrongMethod && unknownPath);
   for (const httplib::Result* result : {&wrongMethod, &unknownPath}) {
@@ -86,9 +85,11 @@ TEST_F(ExecutionWireTest, RefusesBodiesOfTheWrongShapeWith400) {
   const std::vector<BadBody> cases = {
       {"not json", "Invalid function execution: Unable to parse JSON: "},
       {R"({"async":false})", R"(Invalid function execution: No value for the required key "body")"},
-      {R"({"body":{"action":"bootstrap"}})", R"(Invalid function execution: Expected text at "body" but found an object)"},
+      {R"({"body":{"action":"bootstrap"}})",
+       R"(Invalid function execution: Expected text at "body" but found an object)"},
       {R"({"body":"{}","async":"no"})", R"(Invalid function execution: Expected a bool at "async" but found text)"},
-      {R"({"body":"{\"action\":\"x\"}","async":true})", "Asynchronous executions are not supported by the local gateway"},
+      {R"({"body":"{\"action\":\"x\"}","async":true})",
+       "Asynchronous executions are not supported by the local gateway"},
       {R"({"body":"bootstrap"})", R"(Invalid gateway input in "body": Unable to parse JSON: )"},
       {R"({"body":"{\"payload\":{}}"})", R"(Invalid gateway input in "body": No value for the required key "action")"},
       {R"({"body":"{\"action\":\"x\",\"payload\":[]}"})",

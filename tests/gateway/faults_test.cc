@@ -161,8 +161,7 @@ TEST_F(FaultsTest, RefusesAFaultThatDoesNotFitWith400) {
       {"{", "Invalid fault: Unable to parse JSON: "},
       {R"({"status":503})", R"(Invalid fault: No value for the required key "action")"},
       {R"({"action":"","status":503})", R"(Invalid fault: "action" must name an action or be "*")"},
-      {R"({"action":"*"})",
-       R"(Invalid fault: name one of "status", "delayMs", "malformed", "emptyBody" and "drop")"},
+      {R"({"action":"*"})", R"(Invalid fault: name one of "status", "delayMs", "malformed", "emptyBody" and "drop")"},
       {R"({"action":"*","drop":true,"malformed":true})",
        R"(Invalid fault: name only one of "delayMs", "malformed", "emptyBody" and "drop")"},
       {R"({"action":"*","drop":true,"status":500})", R"(Invalid fault: "status" goes alone or with "emptyBody")"},
@@ -170,7 +169,8 @@ TEST_F(FaultsTest, RefusesAFaultThatDoesNotFitWith400) {
       {R"({"action":"*","emptyBody":true,"status":500})",
        R"(Invalid fault: "status" with "emptyBody" must be from 200 to 299)"},
       {R"({"action":"*","status":503,"count":0})", R"(Invalid fault: "count" must be from 1 to 1000000)"},
-      {R"({"action":"*","status":503,"count":1.5})", R"(Invalid fault: Expected a whole number at "count" but found a number)"},
+      {R"({"action":"*","status":503,"count":1.5})",
+       R"(Invalid fault: Expected a whole number at "count" but found a number)"},
       {R"({"action":"*","delayMs":-1})", R"(Invalid fault: "delayMs" must be from 0 to 600000)"},
   };
   for (const auto& [body, message] : cases) {

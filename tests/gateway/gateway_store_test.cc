@@ -40,8 +40,9 @@ TEST_F(GatewayStoreFileTest, WhatTheActionsStoredOutlivesTheServer) {
   const std::string token = bootstrapToken();
   gateway().call("start_session", {{"snapshot", userSnapshot("prf_A")}});
   gateway().call("sync_user_state", {{"snapshot", userSnapshot("prf_A")}, {"incrementSessionCount", true}});
-  gateway().call("identify_user",
-                 {{"snapshot", userSnapshot("prf_A")}, {"identifiedUserId", "user-7"}, {"traits", JSONObject{{"a", 1}}}});
+  gateway().call(
+      "identify_user",
+      {{"snapshot", userSnapshot("prf_A")}, {"identifiedUserId", "user-7"}, {"traits", JSONObject{{"a", 1}}}});
   gateway().call("track_event_batch", {{"items", JSONArray{eventItem("opened", "e-1")}}});
   gateway().call("track_runtime_telemetry_batch",
                  {{"items", JSONArray{JSONObject{{"action", "track_exposure"}, {"payload", JSONObject{}}}}}});

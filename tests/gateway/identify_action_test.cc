@@ -29,8 +29,9 @@ TEST_F(IdentifyActionTest, TheFirstDeviceGivesTheUserItsProfileAndAnothersMerges
             R"({"ok":true,"data":{"profileId":"prf_A","mergedFromProfileId":"prf_A"}})");
   clock_->advance(1s);
 
-  EXPECT_EQ(gateway().call("identify_user", identifyPayload("prf_B", "user-7", {{"seats", 5}, {"locale", "de"}})).encode(),
-            R"({"ok":true,"data":{"profileId":"prf_A","mergedFromProfileId":"prf_B"}})");
+  EXPECT_EQ(
+      gateway().call("identify_user", identifyPayload("prf_B", "user-7", {{"seats", 5}, {"locale", "de"}})).encode(),
+      R"({"ok":true,"data":{"profileId":"prf_A","mergedFromProfileId":"prf_B"}})");
   EXPECT_EQ(gateway().getJSON("/__gateway/users").encode(),
             R"({"profiles":[],"identifiedUsers":[{"teamId":"team-1","environment":"production","userId":"user-7",)"
             R"("profileId":"prf_A","profileIds":["prf_A","prf_B"],"traits":{"plan":"pro","seats":5,"locale":"de"},)"
@@ -89,7 +90,8 @@ TEST_F(IdentifyActionTest, TheSameUserIdInAnotherTeamOrEnvironmentIsAnotherUser)
     scopes.push_back(user["teamId"].asString()->str() + "/" + user["environment"].asString()->str() + " " +
                      user["profileId"].asString()->str());
   }
-  EXPECT_EQ(scopes, (std::vector<std::string>{"team-1/production prf_A", "team-1/stage prf_B", "team-2/production prf_C"}));
+  EXPECT_EQ(scopes,
+            (std::vector<std::string>{"team-1/production prf_A", "team-1/stage prf_B", "team-2/production prf_C"}));
 }
 
 TEST_F(IdentifyActionTest, DevicesIdentifyingAtOnceEndOnOneProfile) {
@@ -99,9 +101,9 @@ TEST_F(IdentifyActionTest, DevicesIdentifyingAtOnceEndOnOneProfile) {
   for (int device = 0; device < kDevices; ++device) {
     devices.emplace_back([this, device, &answers] {
       testing::GatewayClient client(server_->url(), kProjectId, kFunctionId);
-      answers[device] = client.call("identify_user", identifyPayload("prf_" + std::to_string(device), "user-7"))["data"]
-                            ["profileId"]
-                                .encode();
+      answers[device] =
+          client.call("identify_user", identifyPayload("prf_" + std::to_string(device), "user-7"))["data"]["profileId"]
+              .encode();
     });
   }
   for (std::thread& device : devices) device.join();

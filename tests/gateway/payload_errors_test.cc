@@ -26,7 +26,9 @@ JSONObject with(JSONObject object, const std::function<void(JSONObject&)>& spoil
 
 JSONObject sessionEnd() { return {{"snapshot", userSnapshot("prf_A")}, {"sessionData", sessionData("session_S1")}}; }
 JSONObject userSync() { return {{"snapshot", userSnapshot("prf_A")}, {"incrementSessionCount", false}}; }
-JSONObject identify() { return {{"snapshot", userSnapshot("prf_A")}, {"identifiedUserId", "user-7"}, {"traits", JSONObject{}}}; }
+JSONObject identify() {
+  return {{"snapshot", userSnapshot("prf_A")}, {"identifiedUserId", "user-7"}, {"traits", JSONObject{}}};
+}
 JSONObject eventBatch(JSONObject item) { return {{"items", JSONArray{eventItem("opened", "e-1"), std::move(item)}}}; }
 JSONObject telemetryBatch(JSONObject item) { return {{"items", JSONArray{std::move(item)}}}; }
 JSONObject telemetryItem() { return {{"action", "track_flag_evaluation"}, {"payload", JSONObject{}}}; }
@@ -37,22 +39,27 @@ std::vector<Spoilt> spoiltPayloads() {
   return {
       {"start_session", {}, "snapshot is missing"},
       {"start_session", {{"snapshot", "prf_A"}}, "snapshot must be an object"},
-      {"start_session", {{"snapshot", with(userSnapshot("prf_A"), [](JSONObject& s) { s.set("teamId", 7); })}},
+      {"start_session",
+       {{"snapshot", with(userSnapshot("prf_A"), [](JSONObject& s) { s.set("teamId", 7); })}},
        "snapshot.teamId must be a string"},
-      {"start_session", {{"snapshot", with(userSnapshot("prf_A"), [](JSONObject& s) { s.erase("lastLogin"); })}},
+      {"start_session",
+       {{"snapshot", with(userSnapshot("prf_A"), [](JSONObject& s) { s.erase("lastLogin"); })}},
        "snapshot.lastLogin is missing"},
-      {"start_session", {{"snapshot", with(userSnapshot("prf_A"), [](JSONObject& s) { s.set("userType", false); })}},
+      {"start_session",
+       {{"snapshot", with(userSnapshot("prf_A"), [](JSONObject& s) { s.set("userType", false); })}},
        "snapshot.userType must be a string or null"},
       {"start_session",
        {{"snapshot", with(userSnapshot("prf_A"), [](JSONObject& s) { s.set("userProperties", JSONArray{}); })}},
        "snapshot.userProperties must be an object"},
-      {"start_session", {{"snapshot", with(userSnapshot("prf_A"), [](JSONObject& s) { s.set("sessionId", nullptr); })}},
+      {"start_session",
+       {{"snapshot", with(userSnapshot("prf_A"), [](JSONObject& s) { s.set("sessionId", nullptr); })}},
        "snapshot.sessionId must name the session that starts"},
       {"end_session", with(sessionEnd(), [](JSONObject& p) { p.erase("sessionData"); }), "sessionData is missing"},
       {"end_session", with(sessionEnd(), [](JSONObject& p) { p["sessionData"].asObject()->set("duration", "90500"); }),
        "sessionData.duration must be a number"},
       {"end_session",
-       with(sessionEnd(), [](JSONObject& p) { (*p["sessionData"].asObject())["deviceInfo"].asObject()->erase("osVersion"); }),
+       with(sessionEnd(),
+            [](JSONObject& p) { (*p["sessionData"].asObject())["deviceInfo"].asObject()->erase("osVersion"); }),
        "sessionData.deviceInfo.osVersion is missing"},
       {"end_session", with(sessionEnd(), [](JSONObject& p) { snapshotOf(p).set("isRegistered", "false"); }),
        "snapshot.isRegistered must be a bool"},
@@ -67,9 +74,11 @@ std::vector<Spoilt> spoiltPayloads() {
       {"track_event_batch", {}, "items is missing"},
       {"track_event_batch", {{"items", JSONObject{}}}, "items must be an array"},
       {"track_event_batch", {{"items", JSONArray{eventItem("opened", "e-1"), 5}}}, "items[1] must be an object"},
-      {"track_event_batch", eventBatch(with(eventItem("closed", "e-2"), [](JSONObject& i) {
-         i.set("properties", JSONObject{{"screen", "home"}});
-       })),
+      {"track_event_batch",
+       eventBatch(with(eventItem("closed", "e-2"),
+                       [](JSONObject& i) {
+                         i.set("properties", JSONObject{{"screen", "home"}});
+                       })),
        "items[1].properties must be a string"},
       {"track_event_batch",
        eventBatch(with(eventItem("closed", "e-2"), [](JSONObject& i) { i.set("timestamp", "yesterday"); })),
@@ -78,9 +87,10 @@ std::vector<Spoilt> spoiltPayloads() {
        "items[1].session_id must be a string or null"},
       {"track_event_batch", eventBatch(with(eventItem("closed", "e-2"), [](JSONObject& i) { i.erase("event_type"); })),
        "items[1].event_type is missing"},
-      {"track_runtime_telemetry_batch", telemetryBatch(with(telemetryItem(), [](JSONObject& i) { i.erase("payload"); })),
-       "items[0].payload is missing"},
-      {"track_runtime_telemetry_batch", telemetryBatch(with(telemetryItem(), [](JSONObject& i) { i.set("action", ""); })),
+      {"track_runtime_telemetry_batch",
+       telemetryBatch(with(telemetryItem(), [](JSONObject& i) { i.erase("payload"); })), "items[0].payload is missing"},
+      {"track_runtime_telemetry_batch",
+       telemetryBatch(with(telemetryItem(), [](JSONObject& i) { i.set("action", ""); })),
        "items[0].action must be a non-empty string"},
   };
 }

@@ -25,11 +25,11 @@ TEST_F(SessionActionsTest, KeepsASessionFromItsStartToItsEnd) {
             R"("startedAt":"2026-01-01T00:00:02.000Z","endedAt":null,"sessionData":null}]})");
 
   clock_->advance(90500ms);
-  EXPECT_EQ(gateway()
-                .call("end_session", {{"snapshot", userSnapshot("prf_A")}, {"sessionData", sessionData("session_S1")}},
-                      token)
-                .encode(),
-            kSucceeded);
+  EXPECT_EQ(
+      gateway()
+          .call("end_session", {{"snapshot", userSnapshot("prf_A")}, {"sessionData", sessionData("session_S1")}}, token)
+          .encode(),
+      kSucceeded);
   EXPECT_EQ(gateway().getJSON("/__gateway/sessions").encode(),
             R"({"items":[{"sessionId":"session_S1","profileId":"prf_A","effectiveUserId":"anonymous_A1",)"
             R"("startedAt":"2026-01-01T00:00:02.000Z","endedAt":"2026-01-01T00:01:32.500Z","sessionData":)" +
@@ -68,10 +68,10 @@ TEST_F(SessionActionsTest, KeepsSessionsApartAndAnEndWhoseStartNeverCame) {
 
 TEST_F(SessionActionsTest, SyncKeepsTheLatestSnapshotOfEachProfileAndCountsTheSessionsAskedFor) {
   const std::string token = bootstrapToken();
-  EXPECT_EQ(
-      gateway().call("sync_user_state", {{"snapshot", userSnapshot("prf_A")}, {"incrementSessionCount", true}}, token)
-          .encode(),
-      kSucceeded);
+  EXPECT_EQ(gateway()
+                .call("sync_user_state", {{"snapshot", userSnapshot("prf_A")}, {"incrementSessionCount", true}}, token)
+                .encode(),
+            kSucceeded);
   gateway().call("sync_user_state", {{"snapshot", userSnapshot("prf_B")}, {"incrementSessionCount", false}}, token);
   gateway().call("sync_user_state", {{"snapshot", userSnapshot("prf_A")}, {"incrementSessionCount", true}}, token);
   clock_->advance(750ms);

@@ -132,7 +132,8 @@ TEST_F(PropertyManagerTest, CollectsAppAndDeviceFactsAndLayersAllProperties) {
 
 TEST_F(PropertyManagerTest, EachRefreshSeesTheDeviceFactsAsTheyAreNow) {
   DeviceInfo now = iosDeviceProfile();
-  PropertyManager properties(store, sampleApp(), [&now] { return now; }, uuids);
+  PropertyManager properties(
+      store, sampleApp(), [&now] { return now; }, uuids);
   EXPECT_EQ(properties.findTargetingProperty("TIMEZONE"), JSONValue("America/New_York"));
   now.timeZone = "Europe/Berlin";  // the user travelled
   EXPECT_EQ(properties.findTargetingProperty("timezone"), JSONValue("Europe/Berlin"));
@@ -145,8 +146,9 @@ TEST(PropertyManagerAppInfoTest, MissingBundleFactsFallBack) {
   UuidGenerator uuids(1);
   AppInfo app;
   PropertyManager properties(store, app, iosDeviceProfile, uuids);
-  EXPECT_EQ(JSONValue(properties.getAppProperties()).encode(),
-            R"({"bundle_id":"","version_name":"unknown","app_version":"unknown","build_number":"0","app_name":"unknown"})");
+  EXPECT_EQ(
+      JSONValue(properties.getAppProperties()).encode(),
+      R"({"bundle_id":"","version_name":"unknown","app_version":"unknown","build_number":"0","app_name":"unknown"})");
 }
 
 }  // namespace

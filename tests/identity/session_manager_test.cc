@@ -3,8 +3,8 @@
 #include <regex>
 
 #include "tarnwell/identity/session_manager.h"
-#include "tarnwell/testing/virtual_clock.h"
 #include "tarnwell/testing/log_recorder.h"
+#include "tarnwell/testing/virtual_clock.h"
 
 namespace tarnwell {
 namespace {
@@ -22,7 +22,8 @@ TEST_F(SessionManagerTest, StartIsIdempotentAndAnnouncedOnce) {
   sessions.startSession("user-1");
   const auto id = sessions.getCurrentSessionId();
   ASSERT_TRUE(id);
-  EXPECT_TRUE(std::regex_match(*id, std::regex("session_[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}")));
+  EXPECT_TRUE(
+      std::regex_match(*id, std::regex("session_[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}")));
   clock.advance(seconds(5));
   sessions.startSession("user-2");
   EXPECT_EQ(sessions.getCurrentSessionId(), id);
@@ -37,7 +38,7 @@ TEST_F(SessionManagerTest, ForegroundTimeStopsAtTheBackgroundAndDurationRunsToTh
   sessions.appDidEnterBackground();
   clock.advance(seconds(10));
   sessions.appDidEnterBackground();  // a second background adds nothing
-  clock.advance(seconds(2000));     // far past any inactivity limit: still the same session
+  clock.advance(seconds(2000));      // far past any inactivity limit: still the same session
   const auto snapshot = sessions.endSession();
   ASSERT_TRUE(snapshot);
   EXPECT_EQ(snapshot->foregroundTime, 30.0);

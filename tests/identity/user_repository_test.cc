@@ -27,8 +27,11 @@ struct UserRepositoryTest : ::testing::Test {
   }();
 
   UserSyncSnapshot snapshot(std::optional<std::string> sessionId = std::nullopt, bool registered = false) {
-    return *makeUserSyncSnapshot({.properties = properties, .client = *client, .config = &config,
-                                  .sessionId = std::move(sessionId), .mainBundleId = "com.host.bundle",
+    return *makeUserSyncSnapshot({.properties = properties,
+                                  .client = *client,
+                                  .config = &config,
+                                  .sessionId = std::move(sessionId),
+                                  .mainBundleId = "com.host.bundle",
                                   .isRegistered = registered});
   }
   void answer(const std::string& data) {
@@ -51,11 +54,12 @@ TEST_F(UserRepositoryTest, SnapshotTakesEveryKeyInOrderWithNullsForAbsentValues)
   const JSONValue encoded = snapshot().encode();
   std::vector<std::string> keys;
   for (const auto& [key, value] : *encoded.asObject()) keys.push_back(key);
-  EXPECT_EQ(keys, (std::vector<std::string>{
-                      "profileId", "anonymousId", "effectiveUserId", "identifiedUserId", "teamId", "environment",
-                      "organizationId", "projectId", "appId", "bundleOrPackageId", "deviceId", "userType",
-                      "userProperties", "appProperties", "deviceProperties", "customProperties", "sessionId",
-                      "isRegistered", "registrationDate", "lastLogin"}));
+  EXPECT_EQ(keys,
+            (std::vector<std::string>{"profileId",      "anonymousId",       "effectiveUserId",  "identifiedUserId",
+                                      "teamId",         "environment",       "organizationId",   "projectId",
+                                      "appId",          "bundleOrPackageId", "deviceId",         "userType",
+                                      "userProperties", "appProperties",     "deviceProperties", "customProperties",
+                                      "sessionId",      "isRegistered",      "registrationDate", "lastLogin"}));
   EXPECT_TRUE(encoded["identifiedUserId"].isNull());
   EXPECT_TRUE(encoded["userType"].isNull());  // blank after trimming
   EXPECT_TRUE(encoded["sessionId"].isNull());

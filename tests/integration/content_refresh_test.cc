@@ -3,9 +3,9 @@
 // confirms the stored bundle, an outage serves it stale, and reports arrive as telemetry.
 #include <gtest/gtest.h>
 
+#include "tarnwell/testing/log_recorder.h"
 #include "tarnwell/testing/virtual_clock.h"
 #include "tests/integration/sdk_gateway_fixture.h"
-#include "tarnwell/testing/log_recorder.h"
 
 namespace tarnwell {
 namespace {
@@ -14,14 +14,16 @@ using namespace std::chrono_literals;
 
 std::string flagsSection(std::string_view bannerDefault) {
   return R"({"featureFlags":[
-    {"$id":"ff-banner","key":"banner","status":"active","defaultValue":")" + std::string(bannerDefault) + R"("},
+    {"$id":"ff-banner","key":"banner","status":"active","defaultValue":")" +
+         std::string(bannerDefault) + R"("},
     {"$id":"ff-exp","key":"exp","status":"active","type":"experiment","organizationId":"org-1",
      "variations":"[{\"id\":\"only\",\"name\":\"Only\",\"value\":\"x\"}]"}]})";
 }
 
 struct ContentRefreshTest : testing::SdkOverGatewayTest {
   testing::LogRecorder log;
-  std::shared_ptr<testing::VirtualClock> sdkClock = std::make_shared<testing::VirtualClock>(fromEpochSeconds(1'800'000'000));
+  std::shared_ptr<testing::VirtualClock> sdkClock =
+      std::make_shared<testing::VirtualClock>(fromEpochSeconds(1'800'000'000));
 
   void SetUp() override {
     SdkOverGatewayTest::SetUp();

@@ -2,8 +2,8 @@
 // stores after identify, track, flush, background and shutdown, and what survives its outages.
 #include <gtest/gtest.h>
 
-#include "tests/integration/sdk_gateway_fixture.h"
 #include "tarnwell/testing/log_recorder.h"
+#include "tests/integration/sdk_gateway_fixture.h"
 
 namespace tarnwell {
 namespace {
@@ -87,8 +87,8 @@ TEST_F(EventPathTest, AnOutageKeepsTheQueueAndNothingIsLostWhenTheGatewayRecover
   EXPECT_TRUE(storedEventNames().empty());
 
   ASSERT_TRUE(sdk->flushAndWait(std::chrono::seconds(60)));
-  EXPECT_EQ(storedEventNames(), (std::vector<std::string>{"session_started", "event_0", "event_1", "event_2",
-                                                          "event_3", "event_4"}));
+  EXPECT_EQ(storedEventNames(),
+            (std::vector<std::string>{"session_started", "event_0", "event_1", "event_2", "event_3", "event_4"}));
   // Every attempt was a whole batch in the same order.
   EXPECT_EQ(stored("/__gateway/requests?action=track_event_batch").size(), 4u);
 }

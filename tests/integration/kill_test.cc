@@ -12,8 +12,8 @@
 
 #include "tarnwell/events/detail/runtime_telemetry_batcher.h"
 #include "tarnwell/platform/detail/async.h"
-#include "tarnwell/testing/scripted_http_transport.h"
 #include "tarnwell/platform/sqlite_key_value_store.h"
+#include "tarnwell/testing/scripted_http_transport.h"
 #include "tarnwell/testing/virtual_clock.h"
 #include "tests/gateway/gateway_fixture.h"
 #include "tests/support/run_sync.h"
@@ -179,15 +179,16 @@ TEST(TelemetryKillTest, TelemetryQueuedBeforeASigkillIsSentByTheNextProcess) {
     response.body = R"({"ok":true,"data":{}})";
     return HttpResult(response);
   });
-  RuntimeTelemetryBatcher batcher(client, transport, RuntimeTelemetryQueue::create(*opened.store, clock, pool.executor()));
+  RuntimeTelemetryBatcher batcher(client, transport,
+                                  RuntimeTelemetryQueue::create(*opened.store, clock, pool.executor()));
   testing::runSync(batcher.flush());
   ASSERT_EQ(transport->requests().size(), 1u);
-  const JSONValue input = JSONValue::decode(JSONValue::decode(transport->requests()[0].body)["body"].asString()->view());
+  const JSONValue input =
+      JSONValue::decode(JSONValue::decode(transport->requests()[0].body)["body"].asString()->view());
   EXPECT_EQ(input["action"], JSONValue("track_runtime_telemetry_batch"));
-  EXPECT_EQ(input["payload"]["items"].encode(),
-            R"([{"action":"track_feature_flag_evaluation","payload":{"n":0}},)"
-            R"({"action":"track_feature_flag_evaluation","payload":{"n":1}},)"
-            R"({"action":"track_feature_flag_evaluation","payload":{"n":2}}])");
+  EXPECT_EQ(input["payload"]["items"].encode(), R"([{"action":"track_feature_flag_evaluation","payload":{"n":0}},)"
+                                                R"({"action":"track_feature_flag_evaluation","payload":{"n":1}},)"
+                                                R"({"action":"track_feature_flag_evaluation","payload":{"n":2}}])");
   EXPECT_FALSE(opened.store->getBytes(key));
 }
 

@@ -2,8 +2,8 @@
 // bounded, refused events leave nothing behind, and no task piles up.
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <malloc.h>
+#include <atomic>
 #include <string>
 
 #include "tarnwell/testing/log_recorder.h"

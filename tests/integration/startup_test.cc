@@ -7,8 +7,8 @@
 #include "tarnwell/platform/curl_http_transport.h"
 #include "tarnwell/platform/memory_key_value_store.h"
 #include "tarnwell/sdk/facade.h"
-#include "tests/gateway/gateway_fixture.h"
 #include "tarnwell/testing/log_recorder.h"
+#include "tests/gateway/gateway_fixture.h"
 #include "tests/support/loopback_server.h"
 
 namespace tarnwell {

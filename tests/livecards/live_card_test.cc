@@ -68,9 +68,9 @@ TEST(LiveCardTest, TheFourCountersAreRequiredWholeNumbers) {
 }
 
 TEST(LiveCardTest, ReadsDollarIdAndPlainTimestampKeys) {
-  const LiveCard card = LiveCard::decode(JSONValue::decode(
-      R"({"id":"plain","$createdAt":"x","createdAt":"y","targetingJSON":"{}",)"
-      R"("impressionCount":0,"tapCount":0,"version":1,"priority":0})"));
+  const LiveCard card =
+      LiveCard::decode(JSONValue::decode(R"({"id":"plain","$createdAt":"x","createdAt":"y","targetingJSON":"{}",)"
+                                         R"("impressionCount":0,"tapCount":0,"version":1,"priority":0})"));
   EXPECT_EQ(card.id, std::nullopt);
   EXPECT_EQ(card.createdAt, "y");
   EXPECT_EQ(card.targetingJSON, std::nullopt);
@@ -107,10 +107,10 @@ TEST(LiveCardTest, NestedDocumentsReadAsAbsentWhenEmptyMalformedOrIncompleteWith
 }
 
 TEST(LiveCardTest, StructureReadsIconUrlAndCarouselItems) {
-  const LiveCard card = cardWith(&LiveCard::structureJSON,
-                                 R"({"type":"carousel","iconURL":"ignored","iconUrl":"https://i/x.png",)"
-                                 R"("carouselItems":[{"id":"c1","action":{"type":"link","target":"app://a"}},)"
-                                 R"({"id":"c2","titleColor":"#FF0000"}],"scrollInterval":4})");
+  const LiveCard card =
+      cardWith(&LiveCard::structureJSON, R"({"type":"carousel","iconURL":"ignored","iconUrl":"https://i/x.png",)"
+                                         R"("carouselItems":[{"id":"c1","action":{"type":"link","target":"app://a"}},)"
+                                         R"({"id":"c2","titleColor":"#FF0000"}],"scrollInterval":4})");
   const auto structure = card.structure();
   ASSERT_TRUE(structure.has_value());
   EXPECT_EQ(structure->iconURL, "https://i/x.png");
@@ -120,8 +120,7 @@ TEST(LiveCardTest, StructureReadsIconUrlAndCarouselItems) {
   EXPECT_EQ(structure->encode()["iconUrl"], JSONValue("https://i/x.png"));
   EXPECT_EQ(LiveCardStructure::decode(structure->encode()), *structure);
 
-  EXPECT_EQ(cardWith(&LiveCard::structureJSON, R"({"iconURL":"https://i/y.png"})").structure()->iconURL,
-            std::nullopt);
+  EXPECT_EQ(cardWith(&LiveCard::structureJSON, R"({"iconURL":"https://i/y.png"})").structure()->iconURL, std::nullopt);
 }
 
 }  // namespace

@@ -92,7 +92,7 @@ TEST_F(AsyncTest, CancellingTheAwaitingOperationCancelsTheTransfer) {
   spawn(
       [&]() -> asio::awaitable<void> {
         HttpRequest request;
-    HttpResult result = co_await detail::sendRequest(transport, std::move(request));
+        HttpResult result = co_await detail::sendRequest(transport, std::move(request));
         code = std::get<TransportError>(result).code;
       },
       signal.slot());

@@ -50,7 +50,12 @@ TEST(VirtualClockTest, TimersStartedWhileSettlingFireWithinTheSameAdvance) {
   int ticks = 0;
   std::vector<std::function<void()>> posted;
   std::function<void()> schedule = [&] {
-    clock.startTimer(seconds(60), [&] { posted.push_back([&] { ++ticks; schedule(); }); });
+    clock.startTimer(seconds(60), [&] {
+      posted.push_back([&] {
+        ++ticks;
+        schedule();
+      });
+    });
   };
   schedule();
   auto settle = [&] {

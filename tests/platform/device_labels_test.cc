@@ -56,8 +56,7 @@ TEST(DeviceLabelsTest, DisplayNameFallsBackWhenOnePartIsEmptyOrBlank) {
 }
 
 TEST(DeviceLabelsTest, DisplayNameTrimsBothParts) {
-  EXPECT_EQ(deviceDisplayName(device(" x86_64\n", "\tLinux Device \u00A0")),
-            "Linux Device (x86_64)");
+  EXPECT_EQ(deviceDisplayName(device(" x86_64\n", "\tLinux Device \u00A0")), "Linux Device (x86_64)");
 }
 
 }  // namespace

@@ -6,10 +6,9 @@ namespace tarnwell {
 namespace {
 
 TEST(HttpResponseTest, FindsTheFirstHeaderOfANameIgnoringCase) {
-  const HttpResponse response{
-      .status = 200,
-      .headers = {{"Content-Type", "application/json"}, {"X-Trace", "one"}, {"x-trace", "two"}},
-      .body = ""};
+  const HttpResponse response{.status = 200,
+                              .headers = {{"Content-Type", "application/json"}, {"X-Trace", "one"}, {"x-trace", "two"}},
+                              .body = ""};
   ASSERT_NE(response.header("content-type"), nullptr);
   EXPECT_EQ(*response.header("content-type"), "application/json");
   ASSERT_NE(response.header("X-TRACE"), nullptr);

@@ -24,9 +24,7 @@ struct MemoryStoreMaker {
 
 struct SqliteStoreMaker {
   testing::ScratchDir dir;
-  std::unique_ptr<KeyValueStore> make() {
-    return std::move(SqliteKeyValueStore::open(dir.file("store.sqlite")).store);
-  }
+  std::unique_ptr<KeyValueStore> make() { return std::move(SqliteKeyValueStore::open(dir.file("store.sqlite")).store); }
 };
 
 template <typename Maker>
@@ -132,25 +130,22 @@ TYPED_TEST(KeyValueStoreTest, RemoveDropsOnlyThatKeyAndSucceedsWhenMissing) {
 
 TYPED_TEST(KeyValueStoreTest, KeysWithPrefixListsMatchesInByteOrder) {
   KeyValueStore& store = *this->store_;
-  for (const char* key : {"tarnwell_event_2", "tarnwell_event_10", "tarnwell_event_\xff",
-                          "tarnwell_event_\x80", "tarnwell_event_", "tarnwell_event_1",
-                          "tarnwell_even", "tarnwell_eventx", "tarnwell_event", "a_first",
-                          "z_last"}) {
+  for (const char* key :
+       {"tarnwell_event_2", "tarnwell_event_10", "tarnwell_event_\xff", "tarnwell_event_\x80", "tarnwell_event_",
+        "tarnwell_event_1", "tarnwell_even", "tarnwell_eventx", "tarnwell_event", "a_first", "z_last"}) {
     ASSERT_TRUE(store.setBool(key, true)) << key;
   }
   EXPECT_EQ(store.keysWithPrefix("tarnwell_event_"),
-            (std::vector<std::string>{"tarnwell_event_", "tarnwell_event_1", "tarnwell_event_10",
-                                      "tarnwell_event_2", "tarnwell_event_\x80",
-                                      "tarnwell_event_\xff"}));
+            (std::vector<std::string>{"tarnwell_event_", "tarnwell_event_1", "tarnwell_event_10", "tarnwell_event_2",
+                                      "tarnwell_event_\x80", "tarnwell_event_\xff"}));
   EXPECT_EQ(store.keysWithPrefix("tarnwell_event_1"),
             (std::vector<std::string>{"tarnwell_event_1", "tarnwell_event_10"}));
   EXPECT_EQ(store.keysWithPrefix("tarnwell_event_10_"), std::vector<std::string>{});
   EXPECT_EQ(store.keysWithPrefix("b"), std::vector<std::string>{});
   EXPECT_EQ(store.keysWithPrefix(""),
-            (std::vector<std::string>{"a_first", "tarnwell_even", "tarnwell_event",
-                                      "tarnwell_event_", "tarnwell_event_1", "tarnwell_event_10",
-                                      "tarnwell_event_2", "tarnwell_event_\x80",
-                                      "tarnwell_event_\xff", "tarnwell_eventx", "z_last"}));
+            (std::vector<std::string>{"a_first", "tarnwell_even", "tarnwell_event", "tarnwell_event_",
+                                      "tarnwell_event_1", "tarnwell_event_10", "tarnwell_event_2",
+                                      "tarnwell_event_\x80", "tarnwell_event_\xff", "tarnwell_eventx", "z_last"}));
 }
 
 TYPED_TEST(KeyValueStoreTest, EmptyValuesAndTheEmptyKeyArePresentNotAbsent) {
@@ -161,8 +156,7 @@ TYPED_TEST(KeyValueStoreTest, EmptyValuesAndTheEmptyKeyArePresentNotAbsent) {
   EXPECT_EQ(store.get("empty_text"), StoreValue(std::string()));
   EXPECT_EQ(store.get("empty_bytes"), StoreValue(Bytes()));
   EXPECT_EQ(store.getString(""), "under the empty key");
-  EXPECT_EQ(store.keysWithPrefix("empty"),
-            (std::vector<std::string>{"empty_bytes", "empty_text"}));
+  EXPECT_EQ(store.keysWithPrefix("empty"), (std::vector<std::string>{"empty_bytes", "empty_text"}));
 }
 
 TYPED_TEST(KeyValueStoreTest, KeepsEveryByteOfBinaryValues) {

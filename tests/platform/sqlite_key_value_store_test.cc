@@ -38,9 +38,8 @@ std::string readFile(const std::string& path) {
   if (actual == expected) {
     return ::testing::AssertionSuccess();
   }
-  return ::testing::AssertionFailure() << path << " holds " << actual.size()
-                                       << " bytes that differ from the " << expected.size()
-                                       << " expected";
+  return ::testing::AssertionFailure() << path << " holds " << actual.size() << " bytes that differ from the "
+                                       << expected.size() << " expected";
 }
 
 void writeFile(const std::string& path, const std::string& bytes) {
@@ -96,8 +95,7 @@ class SqliteKeyValueStoreTest : public ::testing::Test {
     std::vector<std::string> names;
     for (const auto& entry : fs::directory_iterator(dir_.path())) {
       const std::string name = entry.path().filename().string();
-      if (name.starts_with("store.sqlite.corrupt-") && !name.ends_with("-wal") &&
-          !name.ends_with("-shm")) {
+      if (name.starts_with("store.sqlite.corrupt-") && !name.ends_with("-wal") && !name.ends_with("-shm")) {
         names.push_back(name);
       }
     }
@@ -119,12 +117,10 @@ class SqliteKeyValueStoreTest : public ::testing::Test {
 
     const std::vector<std::string> aside = asideFiles();
     ASSERT_EQ(aside.size(), 1u);
-    EXPECT_THAT(aside[0], ::testing::MatchesRegex(
-                              "store\\.sqlite\\.corrupt-[0-9]{8}T[0-9]{6}\\.[0-9]{3}Z"));
-    EXPECT_EQ(log.lines(), std::vector<std::string>{
-                               "[Tarnwell][ERROR] Key-value store " + path_ +
-                               " is unreadable and was moved to " + dir_.file(aside[0]) +
-                               "; starting with an empty store :: " + reason});
+    EXPECT_THAT(aside[0], ::testing::MatchesRegex("store\\.sqlite\\.corrupt-[0-9]{8}T[0-9]{6}\\.[0-9]{3}Z"));
+    EXPECT_EQ(log.lines(), std::vector<std::string>{"[Tarnwell][ERROR] Key-value store " + path_ +
+                                                    " is unreadable and was moved to " + dir_.file(aside[0]) +
+                                                    "; starting with an empty store :: " + reason});
     EXPECT_TRUE(holdsBytes(dir_.file(aside[0]), damaged));
     if (!staleLog.empty()) {
       EXPECT_TRUE(holdsBytes(dir_.file(aside[0]) + "-wal", staleLog));
@@ -165,8 +161,8 @@ TEST_F(SqliteKeyValueStoreTest, KeepsValuesAcrossReopenAndCreatesMissingFolders)
   EXPECT_EQ(store->getBool("tarnwell_opted_out"), true);
   EXPECT_EQ(store->getBytes("tarnwell_event_queue"), large);
   EXPECT_EQ(store->keysWithPrefix("tarnwell_"),
-            (std::vector<std::string>{"tarnwell_event_queue", "tarnwell_launches",
-                                      "tarnwell_opted_out", "tarnwell_score", "tarnwell_user_id"}));
+            (std::vector<std::string>{"tarnwell_event_queue", "tarnwell_launches", "tarnwell_opted_out",
+                                      "tarnwell_score", "tarnwell_user_id"}));
 }
 
 // A child process writes, then dies at once in the way `die` picks; the parent must read
@@ -176,8 +172,7 @@ void expectWritesSurviveDeath(const std::string& path, const std::function<void(
   const Bytes large = largeValue();
   const int status = runInChild([&] {
     auto store = SqliteKeyValueStore::open(path).store;
-    if (!store || !store->setString("tarnwell_user_id", "U-1") ||
-        !store->setBytes("tarnwell_event_queue", large)) {
+    if (!store || !store->setString("tarnwell_user_id", "U-1") || !store->setBytes("tarnwell_event_queue", large)) {
       _exit(1);
     }
     die();
@@ -221,8 +216,7 @@ TEST_F(SqliteKeyValueStoreTest, SetsAsideATruncatedDatabase) {
   }
   ASSERT_FALSE(fs::exists(path_ + "-wal"));  // the last close moved everything into the file
   const std::string whole = readFile(path_);
-  expectSetAsideAndFreshStore(whole.substr(0, whole.size() / 2),
-                              "database disk image is malformed");
+  expectSetAsideAndFreshStore(whole.substr(0, whole.size() / 2), "database disk image is malformed");
 }
 
 TEST_F(SqliteKeyValueStoreTest, FallsBackToMemoryWhenNoFileCanBeCreated) {
@@ -232,10 +226,10 @@ TEST_F(SqliteKeyValueStoreTest, FallsBackToMemoryWhenNoFileCanBeCreated) {
   testing::LogRecorder log;
   std::unique_ptr<KeyValueStore> store = openKeyValueStore(path_);
   ASSERT_NE(dynamic_cast<MemoryKeyValueStore*>(store.get()), nullptr);
-  EXPECT_EQ(log.lines(), std::vector<std::string>{
-                             "[Tarnwell][ERROR] Key-value store " + path_ +
-                             " could not be opened; values are kept in memory only :: "
-                             "cannot create folder " + blocker + ": Not a directory"});
+  EXPECT_EQ(log.lines(), std::vector<std::string>{"[Tarnwell][ERROR] Key-value store " + path_ +
+                                                  " could not be opened; values are kept in memory only :: "
+                                                  "cannot create folder " +
+                                                  blocker + ": Not a directory"});
   EXPECT_TRUE(store->setString("tarnwell_user_id", "U-1"));
   EXPECT_EQ(store->getString("tarnwell_user_id"), "U-1");
   EXPECT_EQ(readFile(blocker), "a file where a folder should be");

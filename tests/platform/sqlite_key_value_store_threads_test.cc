@@ -15,8 +15,7 @@ namespace {
 
 // Each writer thread writes its own keys through one of `stores` and reads each one back through
 // the next store at once; afterwards a fresh connection must see every write.
-void expectEveryConcurrentWriteVisible(const std::string& path,
-                                       const std::vector<SqliteKeyValueStore*>& stores) {
+void expectEveryConcurrentWriteVisible(const std::string& path, const std::vector<SqliteKeyValueStore*>& stores) {
   constexpr int kThreads = 4;
   constexpr int kWrites = 100;
   std::atomic<int> failures{0};

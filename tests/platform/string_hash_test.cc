@@ -20,9 +20,8 @@ std::string referenceMessage(std::size_t length) {
 
 TEST(StringHasherTest, MatchesTheReferenceVectorsAcrossBlockBoundaries) {
   const std::pair<std::size_t, std::uint64_t> vectors[] = {
-      {0, 0x726fdb47dd0e0e31ULL},  {1, 0x74f839c593dc67fdULL},  {7, 0xab0200f58b01d137ULL},
-      {8, 0x93f5f5799a932462ULL},  {9, 0x9e0082df0ba9e4b0ULL},  {15, 0xa129ca6149be45e5ULL},
-      {16, 0x3f2acc7f57c29bdbULL}, {63, 0x958a324ceb064572ULL},
+      {0, 0x726fdb47dd0e0e31ULL}, {1, 0x74f839c593dc67fdULL},  {7, 0xab0200f58b01d137ULL},  {8, 0x93f5f5799a932462ULL},
+      {9, 0x9e0082df0ba9e4b0ULL}, {15, 0xa129ca6149be45e5ULL}, {16, 0x3f2acc7f57c29bdbULL}, {63, 0x958a324ceb064572ULL},
   };
   for (const auto& [length, expected] : vectors) {
     EXPECT_EQ(kReferenceHasher(referenceMessage(length)), expected) << "length " << length;

@@ -49,8 +49,7 @@ TEST(UuidGeneratorTest, EveryFreeDigitTakesEveryValue) {
   }
   for (std::size_t at = 0; at < seen.size(); ++at) {
     std::size_t expected = 16;
-    if (at == kDashes[0] || at == kDashes[1] || at == kDashes[2] || at == kDashes[3] ||
-        at == 14) {
+    if (at == kDashes[0] || at == kDashes[1] || at == kDashes[2] || at == kDashes[3] || at == 14) {
       expected = 1;
     } else if (at == 19) {
       expected = 4;

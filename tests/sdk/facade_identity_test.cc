@@ -25,7 +25,8 @@ TEST_F(TarnwellIdentityTest, ReadyStartsASessionAndSyncsTheUserOnce) {
   EXPECT_EQ(starts[0]["snapshot"]["teamId"], JSONValue("team_1"));
   EXPECT_EQ(sdk.sent("sync_user_state").size(), 1u);
   EXPECT_EQ(sdk.sent("sync_user_state")[0]["incrementSessionCount"], JSONValue(false));
-  EXPECT_TRUE(log.contains("[Tarnwell][INFO] Started session " + sessionId + " for " + sdk->getUserDebugState().anonymousId));
+  EXPECT_TRUE(
+      log.contains("[Tarnwell][INFO] Started session " + sessionId + " for " + sdk->getUserDebugState().anonymousId));
 }
 
 TEST_F(TarnwellIdentityTest, ABurstOfSettersSendsOneSync750MsAfterTheLast) {
@@ -86,7 +87,8 @@ TEST_F(TarnwellIdentityTest, IdentifyFailureKeepsTheUserLocallyAndRetriesBySync)
   EXPECT_EQ(sdk->getUserDebugState().profileId, profile);
   sdk.advance(milliseconds(750));
   EXPECT_EQ(sdk.sent("sync_user_state").size(), syncsBefore + 1);
-  EXPECT_TRUE(log.contains("[Tarnwell][ERROR] Failed to identify user :: TransportFailure(cannotConnect: scripted failure)"));
+  EXPECT_TRUE(
+      log.contains("[Tarnwell][ERROR] Failed to identify user :: TransportFailure(cannotConnect: scripted failure)"));
 }
 
 TEST_F(TarnwellIdentityTest, BlankIdentifyChangesNothingNotEvenTraits) {
@@ -104,7 +106,8 @@ TEST_F(TarnwellIdentityTest, ResetEndsTheSessionForgetsTheUserAndStartsAgain) {
   sdk.settle();
   const UserDebugState before = sdk->getUserDebugState();
   sdk->resetUser("logout");
-  ASSERT_TRUE(sdk.waitUntil([&] { return sdk.sent("end_session").size() == 1 && sdk.sent("start_session").size() >= 3; }));
+  ASSERT_TRUE(
+      sdk.waitUntil([&] { return sdk.sent("end_session").size() == 1 && sdk.sent("start_session").size() >= 3; }));
   const UserDebugState after = sdk->getUserDebugState();
   EXPECT_EQ(after.identifiedUserId, std::nullopt);
   EXPECT_NE(after.anonymousId, before.anonymousId);
@@ -130,7 +133,8 @@ TEST_F(TarnwellIdentityTest, FailedSessionCallsAreLoggedAndChangeNothing) {
   sdk.fail("start_session", TransportErrorCode::timedOut);
   sdk.fail("sync_user_state", TransportErrorCode::cancelled);
   sdk.start();
-  EXPECT_TRUE(log.contains("[Tarnwell][ERROR] Failed to persist session start :: TransportFailure(timedOut: scripted failure)"));
+  EXPECT_TRUE(log.contains(
+      "[Tarnwell][ERROR] Failed to persist session start :: TransportFailure(timedOut: scripted failure)"));
   EXPECT_TRUE(log.contains("[Tarnwell][WARN] User sync cancelled before completion"));
   EXPECT_TRUE(sdk->getUserDebugState().sessionId.has_value());
 }

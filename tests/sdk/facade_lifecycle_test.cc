@@ -41,7 +41,9 @@ std::string bootstrapWithFlushInterval(std::string_view flushIntervalMs) {
   return R"({"ok":true,"data":{"config":{"organizationId":"o","projectId":"p","appId":"a",)"
          R"("teamId":"t","apiKeyId":"k"},"runtimeConfig":{"cache":{"featureFlagsTtlMs":1,)"
          R"("surveysTtlMs":1,"announcementsTtlMs":1,"liveCardsTtlMs":1,"messageCenterSettingsTtlMs":1},)"
-         R"("events":{"enabled":true,"flushIntervalMs":)" + std::string(flushIntervalMs) + R"(,"batchSize":50,"maxQueueSize":500,)"
+         R"("events":{"enabled":true,"flushIntervalMs":)" +
+         std::string(flushIntervalMs) +
+         R"(,"batchSize":50,"maxQueueSize":500,)"
          R"("maxRetryAttempts":2,"dedupeWindowMs":0,"maxEventsPerMinute":120,"sampling":{)"
          R"("defaultPercent":100,"sdkPercent":100,"sessionPercent":100,"surveyPercent":100,)"
          R"("announcementPercent":100,"liveCardPercent":100,"featureFlagPercent":100,)"
@@ -176,7 +178,8 @@ TEST_F(TarnwellLifecycleTest, TimedOutSendsKeepEveryEventAndTheLoopWaitsForANewO
   sdk.settle();
   sdk.advance(std::chrono::minutes(2));  // the loop's flush times out and pauses the loop
   const std::size_t attempts = sdk.sent("track_event_batch").size();
-  EXPECT_TRUE(log.contains("[Tarnwell][ERROR] Failed to submit events :: TransportFailure(timedOut: scripted failure)"));
+  EXPECT_TRUE(
+      log.contains("[Tarnwell][ERROR] Failed to submit events :: TransportFailure(timedOut: scripted failure)"));
   sdk.advance(std::chrono::minutes(2));  // paused after a failure: no new attempt
   EXPECT_EQ(sdk.sent("track_event_batch").size(), attempts);
 

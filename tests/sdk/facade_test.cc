@@ -2,9 +2,9 @@
 
 #include "tarnwell/core/constants.h"
 #include "tarnwell/platform/memory_key_value_store.h"
-#include "tarnwell/testing/scripted_http_transport.h"
 #include "tarnwell/sdk/facade.h"
 #include "tarnwell/testing/log_recorder.h"
+#include "tarnwell/testing/scripted_http_transport.h"
 #include "tests/support/scratch_dir.h"
 
 #include <fstream>

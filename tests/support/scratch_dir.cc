@@ -42,8 +42,6 @@ ScratchDir::~ScratchDir() {
   std::filesystem::remove_all(path_, ignored);
 }
 
-std::string ScratchDir::file(std::string_view name) const {
-  return path_ + "/" + std::string(name);
-}
+std::string ScratchDir::file(std::string_view name) const { return path_ + "/" + std::string(name); }
 
 }  // namespace tarnwell::testing

@@ -4,8 +4,7 @@
 
 namespace tarnwell::testing {
 
-TransferOutcome::TransferOutcome()
-    : state_(std::make_shared<State>()), future_(state_->promise.get_future()) {}
+TransferOutcome::TransferOutcome() : state_(std::make_shared<State>()), future_(state_->promise.get_future()) {}
 
 HttpTransport::Completion TransferOutcome::callback() {
   return [state = state_](HttpResult result) {

@@ -45,9 +45,9 @@ TEST(SurveyStructureTest, RoundTripsARichDocument) {
 }
 
 TEST(SurveyStructureTest, MissingOrNullListsAndFlagsTakeTheirDefaults) {
-  const SurveyStructure structure = decodeStructure(
-      R"({"questions":[{"id":"q1"},{"id":"q2","required":null,"options":null}],)"
-      R"("buttons":{"primary":{"text":"Go"},"secondary":{"text":"Later","visible":null}}})");
+  const SurveyStructure structure =
+      decodeStructure(R"({"questions":[{"id":"q1"},{"id":"q2","required":null,"options":null}],)"
+                      R"("buttons":{"primary":{"text":"Go"},"secondary":{"text":"Later","visible":null}}})");
   for (const SurveyQuestion& question : structure.questions) {
     EXPECT_FALSE(question.required) << *question.id;
     EXPECT_TRUE(question.options.empty()) << *question.id;
@@ -71,9 +71,8 @@ TEST(SurveyStructureTest, DefaultedKeysStillRejectTheWrongType) {
 }
 
 TEST(SurveyStructureTest, BareStringOptionsBecomeTrimmedLabelsAndNormalisedValues) {
-  const SurveyStructure structure = decodeStructure(
-      R"({"questions":[{"options":["  Very Happy\n","Ok","   ","",)"
-      R"({"value":"Keep As Is","label":"  spaced  "},{}]}]})");
+  const SurveyStructure structure = decodeStructure(R"({"questions":[{"options":["  Very Happy\n","Ok","   ","",)"
+                                                    R"({"value":"Keep As Is","label":"  spaced  "},{}]}]})");
   const std::vector<SurveyOption>& options = structure.questions[0].options;
   ASSERT_EQ(options.size(), 6u);
   EXPECT_EQ(options[0], (SurveyOption{"very_happy", "Very Happy", std::nullopt}));

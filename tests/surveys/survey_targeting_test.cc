@@ -56,8 +56,8 @@ TEST(SurveyTargetingTest, RulesAudienceAndPercentageAreRequiredButZeroIsAPercent
 }
 
 TEST(SurveyTargetingTest, TriggerCountRuleReadsOperatorAndIgnoresAKeyNamedOp) {
-  const auto targeting = targetingOf(
-      R"({"rules":[],"audience":"all","percentage":1,"triggerCountRule":{"enabled":false,"op":"lt"}})");
+  const auto targeting =
+      targetingOf(R"({"rules":[],"audience":"all","percentage":1,"triggerCountRule":{"enabled":false,"op":"lt"}})");
   ASSERT_TRUE(targeting.has_value());
   EXPECT_EQ(targeting->triggerCountRule->op, std::nullopt);
   EXPECT_EQ(targetingOf(R"({"rules":[],"audience":"all","percentage":1,"triggerCountRule":{"operator":"lt"}})"),

@@ -42,8 +42,8 @@ TEST(SurveyTest, RoundTripsEveryKeyInItsWireOrder) {
 }
 
 TEST(SurveyTest, ReadsTheBackendKeysNotTheFieldNames) {
-  const Survey survey = Survey::decode(JSONValue::decode(
-      R"({"id":"plain","createdAt":"x","structureJSON":"{}","$id":"s2","status":null})"));
+  const Survey survey = Survey::decode(
+      JSONValue::decode(R"({"id":"plain","createdAt":"x","structureJSON":"{}","$id":"s2","status":null})"));
   EXPECT_EQ(survey.id, "s2");
   EXPECT_EQ(survey.createdAt, std::nullopt);
   EXPECT_EQ(survey.structureJSON, std::nullopt);

@@ -93,8 +93,8 @@ TEST(EvaluateOperatorTest, EqualityIsStrictAcrossTypesAndNotEqualsIsItsNegation)
       {absent, absent, true},
   };
   for (const Case& c : cases) {
-    const std::string shown = (c.actual ? c.actual->encode() : "absent") + " vs " +
-                              (c.expected ? c.expected->encode() : "absent");
+    const std::string shown =
+        (c.actual ? c.actual->encode() : "absent") + " vs " + (c.expected ? c.expected->encode() : "absent");
     EXPECT_EQ(evaluateOperator(c.actual, "equals", c.expected), c.equal) << shown;
     EXPECT_EQ(evaluateOperator(c.actual, "not_equals", c.expected), !c.equal) << shown;
   }
@@ -146,10 +146,19 @@ TEST(EvaluateOperatorTest, NumericOperatorsCompareNumbersAndWholeNumericTexts) {
 
 TEST(EvaluateOperatorTest, NumericOperatorsAreFalseForAnythingThatIsNotANumber) {
   const char* ops[] = {"greater_than", "greater_than_equals", "less_than", "less_than_equals"};
-  const Value unreadable[] = {JSONValue(" 10"), JSONValue("10 "),   JSONValue("10abc"), JSONValue(""),
-                              JSONValue("1,5"), JSONValue("1e"),    JSONValue("0x"),    JSONValue(true),
-                              JSONValue(nullptr), list({10}),       JSONValue(JSONObject{{"n", 10}}),
-                              JSONValue(std::string("10\0", 3)),    absent};
+  const Value unreadable[] = {JSONValue(" 10"),
+                              JSONValue("10 "),
+                              JSONValue("10abc"),
+                              JSONValue(""),
+                              JSONValue("1,5"),
+                              JSONValue("1e"),
+                              JSONValue("0x"),
+                              JSONValue(true),
+                              JSONValue(nullptr),
+                              list({10}),
+                              JSONValue(JSONObject{{"n", 10}}),
+                              JSONValue(std::string("10\0", 3)),
+                              absent};
   for (const char* op : ops) {
     for (const Value& value : unreadable) {
       const std::string shown = std::string(op) + " with " + (value ? value->encode() : "absent");
@@ -256,8 +265,8 @@ TEST_F(BehavioralTriggerTest, NeverFiresWhenDisabledUnnamedOrWithoutAPositiveCou
   EXPECT_FALSE(evaluate(trigger(std::nullopt, std::nullopt, 3), "checkout"));
   EXPECT_FALSE(evaluate(trigger(" \n", std::nullopt, 3), " \n"));
   EXPECT_FALSE(evaluate(trigger("checkout", std::nullopt, 3), std::nullopt));
-  for (std::optional<std::int64_t> count : {std::optional<std::int64_t>(0), std::optional<std::int64_t>(-3),
-                                            std::optional<std::int64_t>()}) {
+  for (std::optional<std::int64_t> count :
+       {std::optional<std::int64_t>(0), std::optional<std::int64_t>(-3), std::optional<std::int64_t>()}) {
     EXPECT_FALSE(evaluate(trigger("checkout", "every_nth", count), "checkout", true));
     EXPECT_FALSE(evaluate(trigger("checkout", "greater_than_equals", count), "checkout", true));
   }

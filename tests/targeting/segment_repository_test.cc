@@ -1,15 +1,16 @@
 #include <gtest/gtest.h>
 
-#include "tarnwell/testing/scripted_http_transport.h"
 #include "tarnwell/targeting/detail/segment_repository.h"
 #include "tarnwell/testing/log_recorder.h"
+#include "tarnwell/testing/scripted_http_transport.h"
 #include "tests/support/run_sync.h"
 
 namespace tarnwell {
 namespace {
 
 struct SegmentRepositoryTest : ::testing::Test {
-  std::shared_ptr<AppwriteClient> client = std::make_shared<AppwriteClient>("https://api.example.com/v1", "p", "d", "g");
+  std::shared_ptr<AppwriteClient> client =
+      std::make_shared<AppwriteClient>("https://api.example.com/v1", "p", "d", "g");
   std::shared_ptr<testing::ScriptedHttpTransport> transport = std::make_shared<testing::ScriptedHttpTransport>();
   SegmentRepository repository{client, transport};
   testing::LogRecorder log;
@@ -21,7 +22,9 @@ struct SegmentRepositoryTest : ::testing::Test {
     transport->enqueue(response);
   }
   void answer(const std::string& data) { reply(200, R"({"ok":true,"data":)" + data + "}"); }
-  std::optional<Segment> fetch(std::string id = "seg_1") { return testing::runSync(repository.getSegment(std::move(id))); }
+  std::optional<Segment> fetch(std::string id = "seg_1") {
+    return testing::runSync(repository.getSegment(std::move(id)));
+  }
 };
 
 TEST_F(SegmentRepositoryTest, AsksForTheSegmentWithTheSessionTokenAndDecodesTheItem) {
@@ -47,10 +50,11 @@ TEST_F(SegmentRepositoryTest, AnItemThatIsNotASegmentIsLoggedAndGivesNoSegment) 
   EXPECT_EQ(fetch(), std::nullopt);
   answer(R"({"item":{"id":"seg_2"}})");
   EXPECT_EQ(fetch("seg_2"), std::nullopt);
-  EXPECT_EQ(log.lines(), (std::vector<std::string>{
-                             "[Tarnwell][ERROR] Failed to fetch segment seg_1 :: Expected an object at the top level "
-                             "but found text",
-                             "[Tarnwell][ERROR] Failed to fetch segment seg_2 :: No value for the required key \"name\""}));
+  EXPECT_EQ(log.lines(),
+            (std::vector<std::string>{
+                "[Tarnwell][ERROR] Failed to fetch segment seg_1 :: Expected an object at the top level "
+                "but found text",
+                "[Tarnwell][ERROR] Failed to fetch segment seg_2 :: No value for the required key \"name\""}));
 }
 
 TEST_F(SegmentRepositoryTest, GatewayFailuresAreLoggedWithTheirTextualFormAndGiveNoSegment) {
@@ -62,12 +66,13 @@ TEST_F(SegmentRepositoryTest, GatewayFailuresAreLoggedWithTheirTextualFormAndGiv
   EXPECT_EQ(fetch("seg_9"), std::nullopt);
   transport->enqueue(TransportError{TransportErrorCode::cannotConnect, "Connection refused"});
   EXPECT_EQ(fetch("seg_9"), std::nullopt);
-  EXPECT_EQ(log.lines(),
-            (std::vector<std::string>{
-                R"([Tarnwell][ERROR] Failed to fetch segment seg_9 :: gatewayError("Segment not found"))",
-                "[Tarnwell][ERROR] Failed to fetch segment seg_9 :: httpError(503)",
-                R"([Tarnwell][ERROR] Failed to fetch segment seg_9 :: Expected an object at "data" of the gateway envelope)",
-                "[Tarnwell][ERROR] Failed to fetch segment seg_9 :: TransportFailure(cannotConnect: Connection refused)"}));
+  EXPECT_EQ(
+      log.lines(),
+      (std::vector<std::string>{
+          R"([Tarnwell][ERROR] Failed to fetch segment seg_9 :: gatewayError("Segment not found"))",
+          "[Tarnwell][ERROR] Failed to fetch segment seg_9 :: httpError(503)",
+          R"([Tarnwell][ERROR] Failed to fetch segment seg_9 :: Expected an object at "data" of the gateway envelope)",
+          "[Tarnwell][ERROR] Failed to fetch segment seg_9 :: TransportFailure(cannotConnect: Connection refused)"}));
 }
 
 }  // namespace

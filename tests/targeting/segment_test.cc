@@ -13,9 +13,8 @@ Segment withConditions(std::optional<std::string> conditionsJSON) {
 }
 
 TEST(SegmentTest, DecodesTheBackendRecordAndKeepsItsConditionsAsText) {
-  const std::string conditions =
-      R"([{"id":"c1","field":"plan","operator":"equals","value":"pro","type":"user"},)"
-      R"({"field":"age","operator":"greater_than","value":null}])";
+  const std::string conditions = R"([{"id":"c1","field":"plan","operator":"equals","value":"pro","type":"user"},)"
+                                 R"({"field":"age","operator":"greater_than","value":null}])";
   const Segment segment = Segment::decode(JSONValue(JSONObject{{"id", "seg_1"},
                                                                {"name", "Pros"},
                                                                {"description", "Paying users"},
@@ -26,9 +25,8 @@ TEST(SegmentTest, DecodesTheBackendRecordAndKeepsItsConditionsAsText) {
   EXPECT_EQ(segment.conditions(),
             (std::vector<SegmentCondition>{{"c1", "plan", "equals", JSONValue("pro"), "user"},
                                            {std::nullopt, "age", "greater_than", std::nullopt, std::nullopt}}));
-  EXPECT_EQ(segment.encode().encode(),
-            R"({"id":"seg_1","name":"Pros","description":"Paying users","conditions":)" + JSONValue(conditions).encode() +
-                R"(,"isActive":false})");
+  EXPECT_EQ(segment.encode().encode(), R"({"id":"seg_1","name":"Pros","description":"Paying users","conditions":)" +
+                                           JSONValue(conditions).encode() + R"(,"isActive":false})");
   EXPECT_EQ(Segment::decode(JSONValue::decode(R"({"id":"s","name":"n","description":null})")),
             (Segment{"s", "n", std::nullopt, std::nullopt, std::nullopt}));
 }

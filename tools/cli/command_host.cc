@@ -10,8 +10,8 @@
 
 namespace tarnwell::cli {
 
-CommandHost::CommandHost(TarnwellSDKConfig config, HostOptions options, std::ostream& out,
-                         CommandTable commands, std::chrono::milliseconds waitLimit)
+CommandHost::CommandHost(TarnwellSDKConfig config, HostOptions options, std::ostream& out, CommandTable commands,
+                         std::chrono::milliseconds waitLimit)
     : config_(std::move(config)),
       sdk_(std::move(options)),
       out_(out),

@@ -34,8 +34,7 @@ class CommandHost {
 
   // Builds the SDK over `options`; nothing is started until a command asks for it.
   CommandHost(TarnwellSDKConfig config, HostOptions options, std::ostream& out,
-              CommandTable commands = builtinCommands(),
-              std::chrono::milliseconds waitLimit = kDefaultWaitLimit);
+              CommandTable commands = builtinCommands(), std::chrono::milliseconds waitLimit = kDefaultWaitLimit);
   CommandHost(const CommandHost&) = delete;
   CommandHost& operator=(const CommandHost&) = delete;
 

@@ -42,12 +42,10 @@ JSONObject bundle(CommandHost& host, std::string_view arguments) {
   if (!stored) return JSONObject{{"bundle", JSONValue()}};
   JSONObject versions;
   for (const auto& [kind, mark] : stored->versions) versions.set(kind, JSONValue(mark));
-  return JSONObject{{"versions", JSONValue(std::move(versions))},
-                    {"loadedAt", JSONValue(stored->loadedAt)},
-                    {"surveys", JSONValue(stored->surveys.size())},
-                    {"announcements", JSONValue(stored->announcements.size())},
-                    {"liveCards", JSONValue(stored->liveCards.size())},
-                    {"featureFlags", JSONValue(stored->featureFlags.size())}};
+  return JSONObject{
+      {"versions", JSONValue(std::move(versions))},       {"loadedAt", JSONValue(stored->loadedAt)},
+      {"surveys", JSONValue(stored->surveys.size())},     {"announcements", JSONValue(stored->announcements.size())},
+      {"liveCards", JSONValue(stored->liveCards.size())}, {"featureFlags", JSONValue(stored->featureFlags.size())}};
 }
 
 }  // namespace

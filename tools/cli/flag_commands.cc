@@ -22,8 +22,8 @@ JSONObject contextArgument(std::string_view text) {
 
 template <typename T>
 JSONValue typedFlag(CommandHost& host, const std::string& key, T defaultValue) {
-  return JSONValue(host.ask<T>(
-      [&](auto answer) { host.sdk().getFeatureFlag<T>(key, std::move(defaultValue), std::move(answer)); }));
+  return JSONValue(
+      host.ask<T>([&](auto answer) { host.sdk().getFeatureFlag<T>(key, std::move(defaultValue), std::move(answer)); }));
 }
 
 // `KEY [DEFAULT_JSON]`: read as the default's JSON type; without one, the raw value.
@@ -33,7 +33,8 @@ JSONObject flag(CommandHost& host, std::string_view arguments) {
   if (rest.empty()) {
     const auto value = host.ask<std::optional<JSONValue>>(
         [&](auto answer) { host.sdk().getFeatureFlagValue(key, std::move(answer)); });
-    return JSONObject{{"key", JSONValue(key)}, {"found", JSONValue(value.has_value())}, {"value", value.value_or(nullptr)}};
+    return JSONObject{
+        {"key", JSONValue(key)}, {"found", JSONValue(value.has_value())}, {"value", value.value_or(nullptr)}};
   }
   const JSONValue defaultValue = readJSONArgument(rest, "default value");
   JSONValue value;

@@ -52,7 +52,8 @@ JSONObject setUserProfile(CommandHost& host, std::string_view arguments) {
   const JSONObject profile = objectArgument(arguments, "profile");
   const auto text = [&](std::string_view key) {
     const JSONValue* value = profile.find(key);
-    if (value == nullptr || !value->isString()) throw CommandError("profile needs the text \"" + std::string(key) + "\"");
+    if (value == nullptr || !value->isString())
+      throw CommandError("profile needs the text \"" + std::string(key) + "\"");
     return value->asString()->str();
   };
   const auto map = [&](std::string_view key) {

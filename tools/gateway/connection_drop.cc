@@ -51,8 +51,8 @@ bool isConnectionOf(int fd, const httplib::Request& request) {
 
 int findConnection(const httplib::Request& request) {
   rlimit limit{};
-  const rlim_t count = ::getrlimit(RLIMIT_NOFILE, &limit) == 0 ? std::min(limit.rlim_cur, kMaxDescriptors)
-                                                               : kMaxDescriptors;
+  const rlim_t count =
+      ::getrlimit(RLIMIT_NOFILE, &limit) == 0 ? std::min(limit.rlim_cur, kMaxDescriptors) : kMaxDescriptors;
   for (int fd = 0; static_cast<rlim_t>(fd) < count; ++fd) {
     if (isConnectionOf(fd, request)) return fd;
   }

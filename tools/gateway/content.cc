@@ -32,9 +32,8 @@ template <>
 struct RecordFields<gateway::ApiKeyEntry> {
   using Entry = gateway::ApiKeyEntry;
   static constexpr auto fields = std::make_tuple(
-      field(&Entry::key, "key"), field(&Entry::organizationId, "organizationId"),
-      field(&Entry::projectId, "projectId"), field(&Entry::appId, "appId"),
-      field(&Entry::teamId, "teamId"), field(&Entry::apiKeyId, "apiKeyId"),
+      field(&Entry::key, "key"), field(&Entry::organizationId, "organizationId"), field(&Entry::projectId, "projectId"),
+      field(&Entry::appId, "appId"), field(&Entry::teamId, "teamId"), field(&Entry::apiKeyId, "apiKeyId"),
       field(&Entry::environments, "environments"), field(&Entry::runtimeConfig, "runtimeConfig"));
 };
 
@@ -54,8 +53,8 @@ namespace {
 // The characters a backend id may hold; anything else could not appear in the execution path.
 bool isIdentifier(std::string_view text) {
   return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '.' ||
-           c == '-' || c == '_';
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '.' || c == '-' ||
+           c == '_';
   });
 }
 
@@ -141,8 +140,8 @@ bool ApiKeyEntry::isValidFor(std::string_view environment) const {
 }
 
 const ApiKeyEntry* GatewayContent::findApiKey(std::string_view key) const noexcept {
-  const auto found = std::find_if(apiKeys.begin(), apiKeys.end(),
-                                  [&](const ApiKeyEntry& entry) { return entry.key == key; });
+  const auto found =
+      std::find_if(apiKeys.begin(), apiKeys.end(), [&](const ApiKeyEntry& entry) { return entry.key == key; });
   return found == apiKeys.end() ? nullptr : &*found;
 }
 

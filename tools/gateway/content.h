@@ -42,8 +42,8 @@ struct ApiKeyEntry {
   std::string appId;
   std::string teamId;
   std::string apiKeyId;
-  std::vector<std::string> environments;     // the environment names the key is valid for
-  std::optional<JSONValue> runtimeConfig;    // handed to the SDK verbatim by the bootstrap
+  std::vector<std::string> environments;   // the environment names the key is valid for
+  std::optional<JSONValue> runtimeConfig;  // handed to the SDK verbatim by the bootstrap
 
   bool isValidFor(std::string_view environment) const;
 };
@@ -51,7 +51,7 @@ struct ApiKeyEntry {
 // The keys of the content sections: arrays of backend documents (objects), served as they
 // stand, so a document the SDK cannot decode can be served on purpose.
 inline constexpr std::array<std::string_view, 5> kContentSections = {"featureFlags", "segments", "surveys",
-                                                                      "announcements", "liveCards"};
+                                                                     "announcements", "liveCards"};
 
 // The documents of one content section and their version mark, a text that changes exactly
 // when the documents do and is the same for the same documents in every run.

@@ -34,9 +34,8 @@ struct RecordFields<gateway::ExecutionBody> {
 template <>
 struct RecordFields<gateway::GatewayInput> {
   using Input = gateway::GatewayInput;
-  static constexpr auto fields =
-      std::make_tuple(field(&Input::action, "action"), field(&Input::payload, "payload"),
-                      field(&Input::sessionToken, "sessionToken"));
+  static constexpr auto fields = std::make_tuple(field(&Input::action, "action"), field(&Input::payload, "payload"),
+                                                 field(&Input::sessionToken, "sessionToken"));
 };
 
 }  // namespace tarnwell

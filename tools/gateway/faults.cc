@@ -63,8 +63,7 @@ FaultKind kindOf(const FaultRequest& request) {
   }
   if (named.empty()) {
     if (request.status) return FaultKind::status;
-    throw BadRequest(
-        "Invalid fault: name one of \"status\", \"delayMs\", \"malformed\", \"emptyBody\" and \"drop\"");
+    throw BadRequest("Invalid fault: name one of \"status\", \"delayMs\", \"malformed\", \"emptyBody\" and \"drop\"");
   }
   if (request.status && named.front() != FaultKind::emptyBody) {
     throw BadRequest("Invalid fault: \"status\" goes alone or with \"emptyBody\"");
@@ -84,21 +83,29 @@ void requireRange(std::int64_t value, std::int64_t low, std::int64_t high, std::
 std::optional<int> Fault::httpStatus() const {
   switch (kind) {
     case FaultKind::status:
-    case FaultKind::emptyBody: return status;
+    case FaultKind::emptyBody:
+      return status;
     case FaultKind::delay:
-    case FaultKind::malformed: return 200;
-    case FaultKind::drop: return std::nullopt;
+    case FaultKind::malformed:
+      return 200;
+    case FaultKind::drop:
+      return std::nullopt;
   }
   return std::nullopt;
 }
 
 std::string_view Fault::name() const {
   switch (kind) {
-    case FaultKind::status: return "status";
-    case FaultKind::delay: return "delayMs";
-    case FaultKind::malformed: return "malformed";
-    case FaultKind::emptyBody: return "emptyBody";
-    case FaultKind::drop: return "drop";
+    case FaultKind::status:
+      return "status";
+    case FaultKind::delay:
+      return "delayMs";
+    case FaultKind::malformed:
+      return "malformed";
+    case FaultKind::emptyBody:
+      return "emptyBody";
+    case FaultKind::drop:
+      return "drop";
   }
   return "status";
 }
@@ -106,14 +113,22 @@ std::string_view Fault::name() const {
 JSONValue Fault::toJSON() const {
   JSONObject object{{"action", action}, {"count", count}};
   switch (kind) {
-    case FaultKind::status: object.set("status", status); break;
-    case FaultKind::delay: object.set("delayMs", delay.count()); break;
-    case FaultKind::malformed: object.set("malformed", true); break;
+    case FaultKind::status:
+      object.set("status", status);
+      break;
+    case FaultKind::delay:
+      object.set("delayMs", delay.count());
+      break;
+    case FaultKind::malformed:
+      object.set("malformed", true);
+      break;
     case FaultKind::emptyBody:
       object.set("emptyBody", true);
       object.set("status", status);
       break;
-    case FaultKind::drop: object.set("drop", true); break;
+    case FaultKind::drop:
+      object.set("drop", true);
+      break;
   }
   return object;
 }

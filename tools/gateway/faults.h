@@ -34,7 +34,7 @@ struct Fault {
   std::string action;  // an action name, or "*"
   int count = 1;       // matching calls still to get it
   FaultKind kind = FaultKind::status;
-  int status = 0;      // the HTTP status of "status" and "emptyBody"
+  int status = 0;  // the HTTP status of "status" and "emptyBody"
   std::chrono::milliseconds delay{0};
 
   bool matches(std::string_view calledAction) const { return action == "*" || action == calledAction; }

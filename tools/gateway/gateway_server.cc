@@ -157,10 +157,9 @@ void GatewayServer::stop() {
 }
 
 void GatewayServer::addRoutes(httplib::Server& http) {
-  http.Post(R"(/v1/functions/([^/]+)/executions)",
-            [this](const httplib::Request& request, httplib::Response& response) {
-              handleExecution(request, response);
-            });
+  http.Post(
+      R"(/v1/functions/([^/]+)/executions)",
+      [this](const httplib::Request& request, httplib::Response& response) { handleExecution(request, response); });
   http.Get("/__gateway/requests", [this](const httplib::Request& request, httplib::Response& response) {
     sendJSON(response, 200, itemsOf(listOf(store_.requests(parameter(request, "action")))));
   });

@@ -46,7 +46,7 @@ std::optional<GatewaySession> GatewayStore::findSession(const std::string& token
                      " created_at FROM sessions WHERE token = ?");
     select.bind(1, token);
     if (!select.step()) return std::nullopt;
-    return GatewaySession{token,           select.text(0), select.text(1), select.text(2), select.text(3),
+    return GatewaySession{token,          select.text(0), select.text(1), select.text(2), select.text(3),
                           select.text(4), select.text(5), select.text(6), select.text(7)};
   });
 }

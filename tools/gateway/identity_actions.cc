@@ -87,8 +87,7 @@ ActionReply syncUserState(ActionContext& context, const ActionCall& call) {
   const PayloadReader payload(call.payload);
   const Snapshot snapshot = readSnapshot(payload);
   const bool incrementSessionCount = payload.flag("incrementSessionCount");
-  context.store.identityStore().saveUserState(snapshot.profileId, snapshot.whole, incrementSessionCount,
-                                              now(context));
+  context.store.identityStore().saveUserState(snapshot.profileId, snapshot.whole, incrementSessionCount, now(context));
   return ActionReply::success(succeeded());
 }
 

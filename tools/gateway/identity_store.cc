@@ -42,8 +42,8 @@ struct KnownUser {
 };
 
 std::optional<KnownUser> findUser(sqlite3* db, const IdentifyRequest& request) {
-  Statement select(db,
-                   "SELECT profile_id, traits FROM identified_users WHERE team_id = ? AND environment = ? AND user_id = ?");
+  Statement select(
+      db, "SELECT profile_id, traits FROM identified_users WHERE team_id = ? AND environment = ? AND user_id = ?");
   select.bind(1, request.scope.teamId).bind(2, request.scope.environment).bind(3, request.userId);
   if (!select.step()) return std::nullopt;
   return KnownUser{select.text(0), decodeObject(select.text(1))};
@@ -76,10 +76,14 @@ JSONValue UserStateRecord::toJSON() const {
 
 JSONValue IdentifiedUserRecord::toJSON() const {
   JSONArray profiles(profileIds.begin(), profileIds.end());
-  return JSONObject{{"teamId", scope.teamId},           {"environment", scope.environment},
-                    {"userId", userId},                 {"profileId", profileId},
-                    {"profileIds", std::move(profiles)}, {"traits", traits},
-                    {"identifiedAt", identifiedAt},     {"updatedAt", updatedAt}};
+  return JSONObject{{"teamId", scope.teamId},
+                    {"environment", scope.environment},
+                    {"userId", userId},
+                    {"profileId", profileId},
+                    {"profileIds", std::move(profiles)},
+                    {"traits", traits},
+                    {"identifiedAt", identifiedAt},
+                    {"updatedAt", updatedAt}};
 }
 
 IdentityStore::IdentityStore(SqliteDatabase& database) : database_(database) {
@@ -188,8 +192,13 @@ std::vector<IdentifiedUserRecord> IdentityStore::identifiedUsers() {
       for (const JSONValue& id : *joined.asArray()) {
         if (const JSONString* text = id.asString()) profileIds.push_back(text->str());
       }
-      rows.push_back({{select.text(0), select.text(1)}, select.text(2), select.text(3), std::move(profileIds),
-                      decodeObject(select.text(4)), select.text(5), select.text(6)});
+      rows.push_back({{select.text(0), select.text(1)},
+                      select.text(2),
+                      select.text(3),
+                      std::move(profileIds),
+                      decodeObject(select.text(4)),
+                      select.text(5),
+                      select.text(6)});
     }
     return rows;
   });

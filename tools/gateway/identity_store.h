@@ -38,11 +38,11 @@ struct SessionReport {
 // One app session as its reports left it.
 struct AppSessionRecord {
   std::string sessionId;
-  std::string profileId;                  // of the latest report: an identify re-sends the start
-  std::string effectiveUserId;            // likewise
-  std::optional<std::string> startedAt;   // the first start's arrival; absent when only the end came
-  std::optional<std::string> endedAt;     // the end's arrival; absent while the session runs
-  std::optional<JSONValue> sessionData;   // the end's "sessionData"
+  std::string profileId;                 // of the latest report: an identify re-sends the start
+  std::string effectiveUserId;           // likewise
+  std::optional<std::string> startedAt;  // the first start's arrival; absent when only the end came
+  std::optional<std::string> endedAt;    // the end's arrival; absent while the session runs
+  std::optional<JSONValue> sessionData;  // the end's "sessionData"
 
   // {"sessionId","profileId","effectiveUserId","startedAt","endedAt","sessionData"}, absent as null.
   JSONValue toJSON() const;
@@ -51,9 +51,9 @@ struct AppSessionRecord {
 // The latest user state of one profile.
 struct UserStateRecord {
   std::string profileId;
-  JSONValue snapshot;          // the whole snapshot last synchronised
-  std::int64_t sessionCount;   // how many syncs asked to count a session
-  std::string updatedAt;       // the last sync's arrival
+  JSONValue snapshot;         // the whole snapshot last synchronised
+  std::int64_t sessionCount;  // how many syncs asked to count a session
+  std::string updatedAt;      // the last sync's arrival
 
   // {"profileId","snapshot","sessionCount","updatedAt"}.
   JSONValue toJSON() const;
@@ -84,13 +84,13 @@ struct IdentifyRequest {
   std::string userId;
   std::string callerProfileId;  // the profile of the snapshot the device sent
   JSONObject traits;
-  std::string freshProfileId;   // taken when the caller's profile belongs to another user
+  std::string freshProfileId;  // taken when the caller's profile belongs to another user
   std::string receivedAt;
 };
 
 struct IdentifyOutcome {
-  std::string profileId;                          // the user's profile, for the device to adopt
-  std::optional<std::string> mergedFromProfileId; // the caller's profile, when it joined the user
+  std::string profileId;                           // the user's profile, for the device to adopt
+  std::optional<std::string> mergedFromProfileId;  // the caller's profile, when it joined the user
 };
 
 class IdentityStore {

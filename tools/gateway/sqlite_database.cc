@@ -18,8 +18,8 @@ void SqliteDatabase::Closer::operator()(sqlite3* db) const noexcept { sqlite3_cl
 
 SqliteDatabase::SqliteDatabase(const std::string& path) {
   sqlite3* raw = nullptr;
-  const int opened = sqlite3_open_v2(path.c_str(), &raw,
-                                     SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
+  const int opened =
+      sqlite3_open_v2(path.c_str(), &raw, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
   db_.reset(raw);
   if (opened != SQLITE_OK) fail(raw, "cannot open " + path);
   sqlite3_busy_timeout(raw, kBusyTimeoutMs);
@@ -72,8 +72,7 @@ bool Statement::step() {
 
 std::string Statement::text(int column) const {
   const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
-  return bytes ? std::string(bytes, static_cast<std::size_t>(sqlite3_column_bytes(statement_, column)))
-               : std::string();
+  return bytes ? std::string(bytes, static_cast<std::size_t>(sqlite3_column_bytes(statement_, column))) : std::string();
 }
 
 std::optional<std::string> Statement::optionalText(int column) const {

@@ -71,14 +71,14 @@ class EventManager : public std::enable_shared_from_this<EventManager> {
   asio::awaitable<void> clearQueue();
 
  private:
-  EventManager(const asio::any_io_executor& executor, EventRepository repository, Clock& clock,
-               KeyValueStore& storage);
+  EventManager(const asio::any_io_executor& executor, EventRepository repository, Clock& clock, KeyValueStore& storage);
 
   // Runs `work` on the strand, keeping the manager alive until it has run.
   template <typename Work>
   asio::awaitable<std::invoke_result_t<Work&>> onStrand(Work work);
 
-  void applyConfiguration(const RuntimeConfig::EventsConfig& events, const RuntimeConfig::KillSwitchConfig& killSwitches);
+  void applyConfiguration(const RuntimeConfig::EventsConfig& events,
+                          const RuntimeConfig::KillSwitchConfig& killSwitches);
   void admit(EventRecord event);
   bool passesAdmission(const EventRecord& event);
   asio::awaitable<bool> flush(bool force);

@@ -81,8 +81,8 @@ class RuntimeTelemetryQueue : public std::enable_shared_from_this<RuntimeTelemet
   KeyValueStore& store_;
   Clock& clock_;
   asio::strand<asio::any_io_executor> strand_;
-  std::map<std::string, Items> queues_;   // oldest first
-  std::set<std::string> scheduledKeys_;   // keys with a delayed flush pending
+  std::map<std::string, Items> queues_;  // oldest first
+  std::set<std::string> scheduledKeys_;  // keys with a delayed flush pending
 };
 
 // A tenant's queue key: the client's team id, else "unknown_team"; ":"; its environment, else

@@ -15,10 +15,9 @@ namespace tarnwell {
 template <>
 struct RecordFields<Variation> {
   using R = Variation;
-  static constexpr auto fields =
-      std::make_tuple(field(&R::id, "id"), field(&R::name, "name"), field(&R::value, "value"),
-                      field(&R::description, "description"), field(&R::weight, "weight"),
-                      field(&R::isControl, "isControl"));
+  static constexpr auto fields = std::make_tuple(field(&R::id, "id"), field(&R::name, "name"),
+                                                 field(&R::value, "value"), field(&R::description, "description"),
+                                                 field(&R::weight, "weight"), field(&R::isControl, "isControl"));
 };
 
 template <>
@@ -44,10 +43,10 @@ struct RecordFields<Goal> {
 template <>
 struct RecordFields<ExperimentConfig> {
   using R = ExperimentConfig;
-  static constexpr auto fields = std::make_tuple(
-      field(&R::hypothesis, "hypothesis"), field(&R::goals, "goals"),
-      field(&R::winningVariationId, "winningVariationId"), field(&R::minSampleSize, "minSampleSize"),
-      field(&R::confidenceLevel, "confidenceLevel"), field(&R::minDurationDays, "minDurationDays"));
+  static constexpr auto fields =
+      std::make_tuple(field(&R::hypothesis, "hypothesis"), field(&R::goals, "goals"),
+                      field(&R::winningVariationId, "winningVariationId"), field(&R::minSampleSize, "minSampleSize"),
+                      field(&R::confidenceLevel, "confidenceLevel"), field(&R::minDurationDays, "minDurationDays"));
 };
 
 template <>
@@ -67,11 +66,11 @@ struct RecordFields<FeatureFlag> {
       field(&R::targetingRulesJSON, "targetingRules"), field(&R::rolloutConfigJSON, "rolloutConfig"),
       field(&R::scheduleConfigJSON, "scheduleConfig"), field(&R::status, "status"),
       field(&R::experimentStatus, "experimentStatus"), field(&R::experimentConfigJSON, "experimentConfig"),
-      field(&R::ownerId, "ownerId"), field(&R::organizationId, "organizationId"),
-      field(&R::projectId, "projectId"), field(&R::appId, "appId"), field(&R::environment, "environment"),
-      field(&R::metadata, "metadata"), field(&R::tags, "tags"), field(&R::version, "version"),
-      field(&R::archived, "archived"), field(&R::archivedAt, "archivedAt"), field(&R::archivedBy, "archivedBy"),
-      field(&R::createdAt, "$createdAt"), field(&R::updatedAt, "$updatedAt"));
+      field(&R::ownerId, "ownerId"), field(&R::organizationId, "organizationId"), field(&R::projectId, "projectId"),
+      field(&R::appId, "appId"), field(&R::environment, "environment"), field(&R::metadata, "metadata"),
+      field(&R::tags, "tags"), field(&R::version, "version"), field(&R::archived, "archived"),
+      field(&R::archivedAt, "archivedAt"), field(&R::archivedBy, "archivedBy"), field(&R::createdAt, "$createdAt"),
+      field(&R::updatedAt, "$updatedAt"));
 };
 
 }  // namespace tarnwell

@@ -26,8 +26,8 @@ struct RecordFields<CarouselItem> {
   static constexpr auto fields = std::make_tuple(
       field(&R::id, "id"), field(&R::icon, "icon"), field(&R::title, "title"), field(&R::subtitle, "subtitle"),
       field(&R::color, "color"), field(&R::action, "action"), field(&R::image, "image"),
-      field(&R::titleColor, "titleColor"), field(&R::subtitleColor, "subtitleColor"),
-      field(&R::titleSize, "titleSize"), field(&R::subtitleSize, "subtitleSize"), field(&R::deepLink, "deepLink"));
+      field(&R::titleColor, "titleColor"), field(&R::subtitleColor, "subtitleColor"), field(&R::titleSize, "titleSize"),
+      field(&R::subtitleSize, "subtitleSize"), field(&R::deepLink, "deepLink"));
 };
 
 template <>
@@ -37,11 +37,10 @@ struct RecordFields<LiveCardStructure> {
       field(&R::type, "type"), field(&R::icon, "icon"), field(&R::title, "title"), field(&R::subtitle, "subtitle"),
       field(&R::allowCustomIcon, "allowCustomIcon"), field(&R::allowBackgroundImage, "allowBackgroundImage"),
       field(&R::buttonText, "buttonText"), field(&R::secondaryButtonText, "secondaryButtonText"),
-      field(&R::deepLink, "deepLink"), field(&R::carouselItems, "carouselItems"),
-      field(&R::autoScroll, "autoScroll"), field(&R::scrollInterval, "scrollInterval"),
-      field(&R::showIndicators, "showIndicators"), field(&R::showButtons, "showButtons"),
-      field(&R::allowCustomIcons, "allowCustomIcons"), field(&R::maxItems, "maxItems"),
-      field(&R::iconURL, "iconUrl"));
+      field(&R::deepLink, "deepLink"), field(&R::carouselItems, "carouselItems"), field(&R::autoScroll, "autoScroll"),
+      field(&R::scrollInterval, "scrollInterval"), field(&R::showIndicators, "showIndicators"),
+      field(&R::showButtons, "showButtons"), field(&R::allowCustomIcons, "allowCustomIcons"),
+      field(&R::maxItems, "maxItems"), field(&R::iconURL, "iconUrl"));
 };
 
 template <>
@@ -56,12 +55,11 @@ struct RecordFields<LiveCardStyle> {
       field(&R::isImageBackground, "isImageBackground"), field(&R::gradientColors, "gradientColors"),
       field(&R::gradientDirection, "gradientDirection"), field(&R::iconColor, "iconColor"),
       field(&R::iconSize, "iconSize"), field(&R::iconWidth, "iconWidth"), field(&R::iconHeight, "iconHeight"),
-      field(&R::iconFit, "iconFit"), field(&R::iconAlignment, "iconAlignment"),
-      field(&R::subtitleSize, "subtitleSize"), field(&R::titleColor, "titleColor"),
-      field(&R::subtitleColor, "subtitleColor"), field(&R::descriptionSize, "descriptionSize"),
-      field(&R::cardWidth, "cardWidth"), field(&R::cardHeight, "cardHeight"), field(&R::sizeUnit, "sizeUnit"),
-      field(&R::cornerRadius, "cornerRadius"), field(&R::cornerRadiusUnit, "cornerRadiusUnit"),
-      field(&R::autoSize, "autoSize"));
+      field(&R::iconFit, "iconFit"), field(&R::iconAlignment, "iconAlignment"), field(&R::subtitleSize, "subtitleSize"),
+      field(&R::titleColor, "titleColor"), field(&R::subtitleColor, "subtitleColor"),
+      field(&R::descriptionSize, "descriptionSize"), field(&R::cardWidth, "cardWidth"),
+      field(&R::cardHeight, "cardHeight"), field(&R::sizeUnit, "sizeUnit"), field(&R::cornerRadius, "cornerRadius"),
+      field(&R::cornerRadiusUnit, "cornerRadiusUnit"), field(&R::autoSize, "autoSize"));
 };
 
 template <>
@@ -77,10 +75,9 @@ struct RecordFields<LiveCardBehavior> {
 template <>
 struct RecordFields<LiveCardLayout> {
   using R = LiveCardLayout;
-  static constexpr auto fields =
-      std::make_tuple(field(&R::position, "position"), field(&R::animation, "animation"), field(&R::width, "width"),
-                      field(&R::maxWidth, "maxWidth"), field(&R::height, "height"),
-                      field(&R::overlayColor, "overlayColor"));
+  static constexpr auto fields = std::make_tuple(field(&R::position, "position"), field(&R::animation, "animation"),
+                                                 field(&R::width, "width"), field(&R::maxWidth, "maxWidth"),
+                                                 field(&R::height, "height"), field(&R::overlayColor, "overlayColor"));
 };
 
 template <>
@@ -107,27 +104,26 @@ struct RecordFields<LiveCardTargeting> {
       field(&R::behavioralTrigger, "behavioralTrigger"), field(&R::audience, "audience"),
       field(&R::percentage, "percentage"), field(&R::userSegments, "userSegments"),
       field(&R::minSessions, "minSessions"), field(&R::minAppVersion, "minAppVersion"),
-      field(&R::maxAppVersion, "maxAppVersion"), field(&R::platforms, "platforms"),
-      field(&R::languages, "languages"), field(&R::triggerEvents, "triggerEvents"),
-      field(&R::excludeUsers, "excludeUsers"), field(&R::requireUserProperties, "requireUserProperties"));
+      field(&R::maxAppVersion, "maxAppVersion"), field(&R::platforms, "platforms"), field(&R::languages, "languages"),
+      field(&R::triggerEvents, "triggerEvents"), field(&R::excludeUsers, "excludeUsers"),
+      field(&R::requireUserProperties, "requireUserProperties"));
 };
 
 template <>
 struct RecordFields<LiveCard> {
   using R = LiveCard;
   static constexpr auto fields = std::make_tuple(
-      field(&R::id, "$id"), field(&R::name, "name"), field(&R::description, "description"),
-      field(&R::icon, "icon"), field(&R::title, "title"), field(&R::subtitle, "subtitle"),
-      field(&R::deepLink, "deepLink"), field(&R::backgroundColor, "backgroundColor"),
-      field(&R::textColor, "textColor"), field(&R::ownerId, "ownerId"), field(&R::organizationId, "organizationId"),
-      field(&R::projectId, "projectId"), field(&R::appId, "appId"), field(&R::templateId, "templateId"),
-      field(&R::eventTriggerId, "eventTriggerId"), field(&R::scheduleStart, "scheduleStart"),
-      field(&R::scheduleEnd, "scheduleEnd"), field(&R::createdAt, "createdAt"), field(&R::updatedAt, "updatedAt"),
-      field(&R::publishedAt, "publishedAt"), field(&R::impressionCount, "impressionCount"),
-      field(&R::tapCount, "tapCount"), field(&R::version, "version"), field(&R::category, "category"),
-      field(&R::priority, "priority"), field(&R::status, "status"), field(&R::targetingJSON, "targeting"),
-      field(&R::rulesJSON, "rules"), field(&R::scheduleJSON, "schedule"), field(&R::limitsJSON, "limits"),
-      field(&R::structureJSON, "structure"), field(&R::configJSON, "config"),
+      field(&R::id, "$id"), field(&R::name, "name"), field(&R::description, "description"), field(&R::icon, "icon"),
+      field(&R::title, "title"), field(&R::subtitle, "subtitle"), field(&R::deepLink, "deepLink"),
+      field(&R::backgroundColor, "backgroundColor"), field(&R::textColor, "textColor"), field(&R::ownerId, "ownerId"),
+      field(&R::organizationId, "organizationId"), field(&R::projectId, "projectId"), field(&R::appId, "appId"),
+      field(&R::templateId, "templateId"), field(&R::eventTriggerId, "eventTriggerId"),
+      field(&R::scheduleStart, "scheduleStart"), field(&R::scheduleEnd, "scheduleEnd"),
+      field(&R::createdAt, "createdAt"), field(&R::updatedAt, "updatedAt"), field(&R::publishedAt, "publishedAt"),
+      field(&R::impressionCount, "impressionCount"), field(&R::tapCount, "tapCount"), field(&R::version, "version"),
+      field(&R::category, "category"), field(&R::priority, "priority"), field(&R::status, "status"),
+      field(&R::targetingJSON, "targeting"), field(&R::rulesJSON, "rules"), field(&R::scheduleJSON, "schedule"),
+      field(&R::limitsJSON, "limits"), field(&R::structureJSON, "structure"), field(&R::configJSON, "config"),
       field(&R::analyticsJSON, "analytics"), field(&R::metadataJSON, "metadata"));
 };
 
@@ -135,12 +131,11 @@ template <>
 struct RecordFields<LiveCardImpression> {
   using R = LiveCardImpression;
   static constexpr auto fields = std::make_tuple(
-      nullableField(&R::id, "id"), nullableField(&R::liveCardId, "liveCardId"),
-      nullableField(&R::userId, "userId"), nullableField(&R::sessionId, "sessionId"),
-      nullableField(&R::deviceId, "deviceId"), nullableField(&R::appVersion, "appVersion"),
-      nullableField(&R::connectionType, "connectionType"), nullableField(&R::timestamp, "timestamp"),
-      nullableField(&R::metadata, "metadata"), nullableField(&R::country, "country"),
-      nullableField(&R::region, "region"), nullableField(&R::city, "city"),
+      nullableField(&R::id, "id"), nullableField(&R::liveCardId, "liveCardId"), nullableField(&R::userId, "userId"),
+      nullableField(&R::sessionId, "sessionId"), nullableField(&R::deviceId, "deviceId"),
+      nullableField(&R::appVersion, "appVersion"), nullableField(&R::connectionType, "connectionType"),
+      nullableField(&R::timestamp, "timestamp"), nullableField(&R::metadata, "metadata"),
+      nullableField(&R::country, "country"), nullableField(&R::region, "region"), nullableField(&R::city, "city"),
       nullableField(&R::language, "language"), nullableField(&R::screenSize, "screenSize"),
       nullableField(&R::deviceModel, "deviceModel"), nullableField(&R::osVersion, "osVersion"),
       nullableField(&R::platform, "platform"));
@@ -150,15 +145,14 @@ template <>
 struct RecordFields<LiveCardClick> {
   using R = LiveCardClick;
   static constexpr auto fields = std::make_tuple(
-      nullableField(&R::id, "id"), nullableField(&R::liveCardId, "liveCardId"),
-      nullableField(&R::userId, "userId"), nullableField(&R::sessionId, "sessionId"),
-      nullableField(&R::deviceId, "deviceId"), nullableField(&R::impressionId, "impressionId"),
-      nullableField(&R::buttonType, "buttonType"), nullableField(&R::buttonId, "buttonId"),
-      nullableField(&R::actionType, "actionType"), nullableField(&R::actionTarget, "actionTarget"),
-      nullableField(&R::carouselItemIndex, "carouselItemIndex"), nullableField(&R::position, "position"),
-      nullableField(&R::timestamp, "timestamp"), nullableField(&R::timeToAction, "timeToAction"),
-      nullableField(&R::appVersion, "appVersion"), nullableField(&R::platform, "platform"),
-      nullableField(&R::metadata, "metadata"));
+      nullableField(&R::id, "id"), nullableField(&R::liveCardId, "liveCardId"), nullableField(&R::userId, "userId"),
+      nullableField(&R::sessionId, "sessionId"), nullableField(&R::deviceId, "deviceId"),
+      nullableField(&R::impressionId, "impressionId"), nullableField(&R::buttonType, "buttonType"),
+      nullableField(&R::buttonId, "buttonId"), nullableField(&R::actionType, "actionType"),
+      nullableField(&R::actionTarget, "actionTarget"), nullableField(&R::carouselItemIndex, "carouselItemIndex"),
+      nullableField(&R::position, "position"), nullableField(&R::timestamp, "timestamp"),
+      nullableField(&R::timeToAction, "timeToAction"), nullableField(&R::appVersion, "appVersion"),
+      nullableField(&R::platform, "platform"), nullableField(&R::metadata, "metadata"));
 };
 
 }  // namespace tarnwell

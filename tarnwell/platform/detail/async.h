@@ -49,17 +49,15 @@ namespace tarnwell::detail {
 template <typename Handler, typename... Results>
 class OneShot : public std::enable_shared_from_this<OneShot<Handler, Results...>> {
  public:
-  explicit OneShot(Handler handler)
-      : work_(asio::get_associated_executor(handler)), handler_(std::move(handler)) {}
+  explicit OneShot(Handler handler) : work_(asio::get_associated_executor(handler)), handler_(std::move(handler)) {}
 
   bool tryComplete(Results... results) {
     if (done_.exchange(true)) {
       return false;
     }
     auto executor = work_.get_executor();
-    asio::post(executor, [handler = std::move(handler_), work = std::move(work_), ... results = std::move(results)]() mutable {
-      std::move(handler)(std::move(results)...);
-    });
+    asio::post(executor, [handler = std::move(handler_), work = std::move(work_),
+                          ... results = std::move(results)]() mutable { std::move(handler)(std::move(results)...); });
     return true;
   }
 
@@ -97,9 +95,8 @@ auto sendRequest(HttpTransport& transport, HttpRequest request, CompletionToken&
         auto slot = asio::get_associated_cancellation_slot(handler);
         using Shot = OneShot<std::decay_t<decltype(handler)>, HttpResult>;
         auto shot = std::make_shared<Shot>(std::move(handler));
-        auto transfer = transport.post(std::move(request), [shot](HttpResult result) {
-          shot->tryComplete(std::move(result));
-        });
+        auto transfer =
+            transport.post(std::move(request), [shot](HttpResult result) { shot->tryComplete(std::move(result)); });
         if (slot.is_connected() && transfer) {
           slot.assign([transfer](asio::cancellation_type) { transfer->cancel(); });
         }

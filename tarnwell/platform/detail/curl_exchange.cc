@@ -11,13 +11,17 @@ namespace {
 
 TransportErrorCode errorCodeFor(CURLcode code) noexcept {
   switch (code) {
-    case CURLE_OPERATION_TIMEDOUT: return TransportErrorCode::timedOut;
+    case CURLE_OPERATION_TIMEDOUT:
+      return TransportErrorCode::timedOut;
     case CURLE_COULDNT_CONNECT:
     case CURLE_COULDNT_RESOLVE_HOST:
-    case CURLE_COULDNT_RESOLVE_PROXY: return TransportErrorCode::cannotConnect;
+    case CURLE_COULDNT_RESOLVE_PROXY:
+      return TransportErrorCode::cannotConnect;
     case CURLE_URL_MALFORMAT:
-    case CURLE_UNSUPPORTED_PROTOCOL: return TransportErrorCode::invalidRequest;
-    default: return TransportErrorCode::network;
+    case CURLE_UNSUPPORTED_PROTOCOL:
+      return TransportErrorCode::invalidRequest;
+    default:
+      return TransportErrorCode::network;
   }
 }
 
@@ -25,8 +29,7 @@ TransportErrorCode errorCodeFor(CURLcode code) noexcept {
 bool isSendableHeader(std::string_view name, std::string_view value) noexcept {
   const auto isTokenChar = [](char c) { return c > ' ' && c < 0x7f && c != ':'; };
   const auto isValueChar = [](char c) { return c != '\r' && c != '\n' && c != '\0'; };
-  return !name.empty() && std::ranges::all_of(name, isTokenChar) &&
-         std::ranges::all_of(value, isValueChar);
+  return !name.empty() && std::ranges::all_of(name, isTokenChar) && std::ranges::all_of(value, isValueChar);
 }
 
 // A count in the type libcurl takes for it, saturating rather than wrapping.

@@ -90,12 +90,12 @@ struct RecordFields<SurveyStructure> {
   using R = SurveyStructure;
   static constexpr auto fields = std::make_tuple(
       field(&R::type, "type"), field(&R::title, "title"), field(&R::subtitle, "subtitle"),
-      field(&R::description, "description"), defaultedField(&R::questions, "questions"),
-      field(&R::buttons, "buttons"), field(&R::style, "style"), field(&R::config, "config"),
-      field(&R::targeting, "targeting"), field(&R::iconURL, "iconUrl"), field(&R::icon, "icon"),
-      field(&R::fieldStyles, "fieldStyles"), field(&R::items, "items"), field(&R::showIndicators, "showIndicators"),
-      field(&R::allowSwipe, "allowSwipe"), field(&R::autoAdvance, "autoAdvance"),
-      field(&R::autoAdvanceInterval, "autoAdvanceInterval"), field(&R::bullets, "bullets"));
+      field(&R::description, "description"), defaultedField(&R::questions, "questions"), field(&R::buttons, "buttons"),
+      field(&R::style, "style"), field(&R::config, "config"), field(&R::targeting, "targeting"),
+      field(&R::iconURL, "iconUrl"), field(&R::icon, "icon"), field(&R::fieldStyles, "fieldStyles"),
+      field(&R::items, "items"), field(&R::showIndicators, "showIndicators"), field(&R::allowSwipe, "allowSwipe"),
+      field(&R::autoAdvance, "autoAdvance"), field(&R::autoAdvanceInterval, "autoAdvanceInterval"),
+      field(&R::bullets, "bullets"));
 };
 
 template <>
@@ -116,10 +116,9 @@ struct RecordFields<SurveySchedule> {
 template <>
 struct RecordFields<SurveyFrequency> {
   using R = SurveyFrequency;
-  static constexpr auto fields =
-      std::make_tuple(field(&R::showOncePerUser, "showOncePerUser"),
-                      field(&R::reshowAfterDismiss, "reshowAfterDismiss"),
-                      field(&R::maxImpressions, "maxImpressions"), field(&R::cooldownMinutes, "cooldownMinutes"));
+  static constexpr auto fields = std::make_tuple(
+      field(&R::showOncePerUser, "showOncePerUser"), field(&R::reshowAfterDismiss, "reshowAfterDismiss"),
+      field(&R::maxImpressions, "maxImpressions"), field(&R::cooldownMinutes, "cooldownMinutes"));
 };
 
 template <>
@@ -132,23 +131,22 @@ struct RecordFields<SurveyTriggerCountRule> {
 template <>
 struct RecordFields<SurveyTargeting> {
   using R = SurveyTargeting;
-  static constexpr auto fields = std::make_tuple(
-      field(&R::rules, "rules"), field(&R::matchType, "matchType"), field(&R::schedule, "schedule"),
-      field(&R::segmentId, "segmentId"), field(&R::behavioralTrigger, "behavioralTrigger"),
-      field(&R::audience, "audience"), field(&R::percentage, "percentage"),
-      field(&R::samplingPercentage, "samplingPercentage"), field(&R::priority, "priority"),
-      field(&R::frequency, "frequency"), field(&R::triggerCountRule, "triggerCountRule"));
+  static constexpr auto fields =
+      std::make_tuple(field(&R::rules, "rules"), field(&R::matchType, "matchType"), field(&R::schedule, "schedule"),
+                      field(&R::segmentId, "segmentId"), field(&R::behavioralTrigger, "behavioralTrigger"),
+                      field(&R::audience, "audience"), field(&R::percentage, "percentage"),
+                      field(&R::samplingPercentage, "samplingPercentage"), field(&R::priority, "priority"),
+                      field(&R::frequency, "frequency"), field(&R::triggerCountRule, "triggerCountRule"));
 };
 
 template <>
 struct RecordFields<SurveyBehavior> {
   using R = SurveyBehavior;
   static constexpr auto fields = std::make_tuple(
-      field(&R::showProgress, "showProgress"), field(&R::allowSkip, "allowSkip"),
-      field(&R::autoDismiss, "autoDismiss"), field(&R::requireConfirmation, "requireConfirmation"),
-      field(&R::showQuestionCount, "showQuestionCount"), field(&R::autoAdvance, "autoAdvance"),
-      field(&R::fullscreen, "fullscreen"), field(&R::preventClose, "preventClose"),
-      field(&R::displayDuration, "displayDuration"));
+      field(&R::showProgress, "showProgress"), field(&R::allowSkip, "allowSkip"), field(&R::autoDismiss, "autoDismiss"),
+      field(&R::requireConfirmation, "requireConfirmation"), field(&R::showQuestionCount, "showQuestionCount"),
+      field(&R::autoAdvance, "autoAdvance"), field(&R::fullscreen, "fullscreen"),
+      field(&R::preventClose, "preventClose"), field(&R::displayDuration, "displayDuration"));
 };
 
 template <>
@@ -184,22 +182,20 @@ struct RecordFields<Survey> {
       field(&R::organizationId, "organizationId"), field(&R::projectId, "projectId"), field(&R::appId, "appId"),
       field(&R::eventTriggerId, "eventTriggerId"), field(&R::scheduleStart, "scheduleStart"),
       field(&R::scheduleEnd, "scheduleEnd"), field(&R::structureJSON, "structure"),
-      field(&R::targetingJSON, "targeting"), field(&R::configJSON, "config"),
-      field(&R::analyticsJSON, "analytics"), field(&R::createdAt, "$createdAt"),
-      field(&R::updatedAt, "$updatedAt"));
+      field(&R::targetingJSON, "targeting"), field(&R::configJSON, "config"), field(&R::analyticsJSON, "analytics"),
+      field(&R::createdAt, "$createdAt"), field(&R::updatedAt, "$updatedAt"));
 };
 
 template <>
 struct RecordFields<SurveyResponse> {
   using R = SurveyResponse;
   static constexpr auto fields = std::make_tuple(
-      field(&R::id, "id"), field(&R::userId, "userId"), field(&R::appId, "appId"),
-      field(&R::appVersion, "appVersion"), field(&R::platform, "platform"), field(&R::metadata, "metadata"),
-      field(&R::organizationId, "organizationId"), field(&R::projectId, "projectId"),
-      field(&R::surveyId, "surveyId"), field(&R::responsesJSON, "responses"), field(&R::completed, "completed"),
-      field(&R::surveyName, "surveyName"), field(&R::userName, "userName"), field(&R::userEmail, "userEmail"),
-      field(&R::userSegment, "userSegment"), field(&R::answersJSON, "answers"), field(&R::score, "score"),
-      field(&R::completionTime, "completionTime"), field(&R::deviceInfo, "deviceInfo"),
+      field(&R::id, "id"), field(&R::userId, "userId"), field(&R::appId, "appId"), field(&R::appVersion, "appVersion"),
+      field(&R::platform, "platform"), field(&R::metadata, "metadata"), field(&R::organizationId, "organizationId"),
+      field(&R::projectId, "projectId"), field(&R::surveyId, "surveyId"), field(&R::responsesJSON, "responses"),
+      field(&R::completed, "completed"), field(&R::surveyName, "surveyName"), field(&R::userName, "userName"),
+      field(&R::userEmail, "userEmail"), field(&R::userSegment, "userSegment"), field(&R::answersJSON, "answers"),
+      field(&R::score, "score"), field(&R::completionTime, "completionTime"), field(&R::deviceInfo, "deviceInfo"),
       field(&R::location, "location"), field(&R::submittedAt, "submittedAt"), field(&R::ownerId, "ownerId"));
 };
 

@@ -14,9 +14,9 @@ namespace tarnwell {
 template <>
 struct RecordFields<RuleCondition> {
   using R = RuleCondition;
-  static constexpr auto fields = std::make_tuple(field(&R::id, "id"), field(&R::field, "field"),
-                                                 field(&R::op, "operator"), field(&R::value, "value"),
-                                                 field(&R::enabled, "enabled"));
+  static constexpr auto fields =
+      std::make_tuple(field(&R::id, "id"), field(&R::field, "field"), field(&R::op, "operator"),
+                      field(&R::value, "value"), field(&R::enabled, "enabled"));
 };
 
 template <>

@@ -13,9 +13,9 @@ namespace tarnwell {
 template <>
 struct RecordFields<SegmentCondition> {
   using R = SegmentCondition;
-  static constexpr auto fields = std::make_tuple(field(&R::id, "id"), field(&R::field, "field"),
-                                                 field(&R::op, "operator"), field(&R::value, "value"),
-                                                 field(&R::type, "type"));
+  static constexpr auto fields =
+      std::make_tuple(field(&R::id, "id"), field(&R::field, "field"), field(&R::op, "operator"),
+                      field(&R::value, "value"), field(&R::type, "type"));
 };
 
 template <>
