@@ -14,8 +14,8 @@
 
 #include "bench/ratio_reporter.h"
 #include "tarnwell/events/detail/event_manager.h"
-#include "tarnwell/events/event_sampling.h"
-#include "tarnwell/platform/sqlite_key_value_store.h"
+#include "tarnwell/events/detail/event_sampling.h"
+#include "tarnwell/platform/detail/sqlite_key_value_store.h"
 #include "tarnwell/testing/scripted_http_transport.h"
 #include "tarnwell/testing/virtual_clock.h"
 #include "tests/support/scratch_dir.h"

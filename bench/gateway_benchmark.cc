@@ -14,7 +14,7 @@
 
 #include "bench/ratio_reporter.h"
 #include "tarnwell/backend/detail/runtime_gateway_repository.h"
-#include "tarnwell/platform/curl_http_transport.h"
+#include "tarnwell/platform/detail/curl_http_transport.h"
 #include "tarnwell/platform/memory_key_value_store.h"
 #include "tarnwell/sdk/facade.h"
 #include "tests/support/loopback_server.h"

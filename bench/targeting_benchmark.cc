@@ -10,7 +10,7 @@
 #include "bench/ratio_reporter.h"
 #include "tarnwell/core/log.h"
 #include "tarnwell/platform/memory_key_value_store.h"
-#include "tarnwell/targeting/rule_evaluation.h"
+#include "tarnwell/targeting/detail/rule_evaluation.h"
 #include "tarnwell/testing/virtual_clock.h"
 
 namespace {

@@ -4,10 +4,10 @@
 #include <cstdint>
 
 #include "fuzz/fuzz_support.h"
-#include "tarnwell/backend/appwrite_client.h"
-#include "tarnwell/backend/gateway_errors.h"
+#include "tarnwell/backend/detail/appwrite_client.h"
+#include "tarnwell/backend/detail/gateway_errors.h"
+#include "tarnwell/core/detail/text.h"
 #include "tarnwell/core/sdk_config.h"
-#include "tarnwell/core/text.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace tarnwell;

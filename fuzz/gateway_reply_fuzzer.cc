@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "fuzz/fuzz_support.h"
+#include "tarnwell/backend/detail/gateway_errors.h"
 #include "tarnwell/backend/detail/runtime_gateway_repository.h"
-#include "tarnwell/backend/gateway_errors.h"
 #include "tarnwell/flags/feature_flag.h"
 #include "tarnwell/targeting/segment.h"
 #include "tarnwell/testing/scripted_http_transport.h"

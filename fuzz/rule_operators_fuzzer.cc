@@ -11,8 +11,8 @@
 #include <string_view>
 
 #include "fuzz/fuzz_support.h"
-#include "tarnwell/core/text.h"
-#include "tarnwell/targeting/rule_evaluation.h"
+#include "tarnwell/core/detail/text.h"
+#include "tarnwell/targeting/detail/rule_evaluation.h"
 
 namespace tarnwell {
 namespace {

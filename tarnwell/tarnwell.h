@@ -5,6 +5,7 @@
 #pragma once
 
 #include <tarnwell/content/runtime_bundle.h>
+#include <tarnwell/core/coding_error.h>
 #include <tarnwell/core/color.h>
 #include <tarnwell/core/constants.h>
 #include <tarnwell/core/environment.h>
@@ -13,25 +14,20 @@
 #include <tarnwell/core/log.h>
 #include <tarnwell/core/sdk_config.h>
 #include <tarnwell/core/timestamp.h>
-#include <tarnwell/events/event_record.h>
 #include <tarnwell/flags/feature_flag.h>
 #include <tarnwell/flags/feature_flag_report.h>
 #include <tarnwell/flags/flag_value.h>
-#include <tarnwell/identity/session_manager.h>
-#include <tarnwell/identity/user_sync_snapshot.h>
 #include <tarnwell/livecards/live_card.h>
 #include <tarnwell/livecards/live_card_tracking.h>
 #include <tarnwell/platform/app_info.h>
 #include <tarnwell/platform/background_task_host.h>
 #include <tarnwell/platform/clock.h>
-#include <tarnwell/platform/curl_http_transport.h>
 #include <tarnwell/platform/device_info.h>
 #include <tarnwell/platform/device_labels.h>
 #include <tarnwell/platform/http_transport.h>
 #include <tarnwell/platform/key_value_store.h>
 #include <tarnwell/platform/main_context.h>
 #include <tarnwell/platform/published.h>
-#include <tarnwell/platform/sqlite_key_value_store.h>
 #include <tarnwell/sdk/facade.h>
 #include <tarnwell/sdk/sdk_state.h>
 #include <tarnwell/sdk/user_debug_state.h>

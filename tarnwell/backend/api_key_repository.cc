@@ -1,6 +1,6 @@
 #include "tarnwell/backend/detail/api_key_repository.h"
 
-#include "tarnwell/backend/gateway_errors.h"
+#include "tarnwell/backend/detail/gateway_errors.h"
 
 namespace tarnwell {
 

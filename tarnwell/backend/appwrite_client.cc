@@ -1,8 +1,8 @@
-#include "tarnwell/backend/appwrite_client.h"
+#include "tarnwell/backend/detail/appwrite_client.h"
 
 #include <curl/curl.h>
 
-#include "tarnwell/backend/gateway_errors.h"
+#include "tarnwell/backend/detail/gateway_errors.h"
 
 namespace tarnwell {
 

@@ -1,4 +1,4 @@
-#include "tarnwell/backend/gateway_errors.h"
+#include "tarnwell/backend/detail/gateway_errors.h"
 
 #include <asio/error.hpp>
 

@@ -1,6 +1,6 @@
 #include "tarnwell/backend/runtime_config.h"
 
-#include "tarnwell/core/record_coding.h"
+#include "tarnwell/core/detail/record_coding.h"
 
 namespace tarnwell {
 

@@ -1,6 +1,6 @@
 #include "tarnwell/backend/detail/runtime_gateway_repository.h"
 
-#include "tarnwell/backend/gateway_errors.h"
+#include "tarnwell/backend/detail/gateway_errors.h"
 #include "tarnwell/core/coding_error.h"
 #include "tarnwell/platform/detail/async.h"
 

@@ -2,7 +2,7 @@
 
 #include <tuple>
 
-#include "tarnwell/core/record_coding.h"
+#include "tarnwell/core/detail/record_coding.h"
 #include "tarnwell/flags/detail/feature_flag_fields.h"
 #include "tarnwell/livecards/detail/live_card_fields.h"
 #include "tarnwell/surveys/detail/survey_fields.h"

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "tarnwell/backend/gateway_errors.h"
+#include "tarnwell/backend/detail/gateway_errors.h"
 #include "tarnwell/core/coding_error.h"
 #include "tarnwell/core/log.h"
 #include "tarnwell/core/timestamp.h"

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include <tarnwell/core/text.h>
+#include "tarnwell/core/detail/text.h"
 
 namespace tarnwell {
 namespace {

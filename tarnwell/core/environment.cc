@@ -1,6 +1,6 @@
 #include "tarnwell/core/environment.h"
 
-#include "tarnwell/core/text.h"
+#include "tarnwell/core/detail/text.h"
 
 namespace tarnwell {
 

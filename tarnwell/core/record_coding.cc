@@ -1,4 +1,4 @@
-#include "tarnwell/core/record_coding.h"
+#include "tarnwell/core/detail/record_coding.h"
 
 #include <vector>
 

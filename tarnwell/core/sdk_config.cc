@@ -7,7 +7,7 @@
 #include <system_error>
 
 #include "tarnwell/core/constants.h"
-#include "tarnwell/core/record_coding.h"
+#include "tarnwell/core/detail/record_coding.h"
 
 namespace tarnwell {
 

@@ -1,4 +1,4 @@
-#include <tarnwell/core/text.h>
+#include "tarnwell/core/detail/text.h"
 
 #include <algorithm>
 #include <cstddef>

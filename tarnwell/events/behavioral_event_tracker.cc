@@ -1,8 +1,8 @@
-#include "tarnwell/events/behavioral_event_tracker.h"
+#include "tarnwell/events/detail/behavioral_event_tracker.h"
 
 #include <limits>
 
-#include "tarnwell/core/text.h"
+#include "tarnwell/core/detail/text.h"
 
 namespace tarnwell {
 namespace {

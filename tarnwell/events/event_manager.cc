@@ -13,7 +13,7 @@
 
 #include "tarnwell/core/coding_error.h"
 #include "tarnwell/core/log.h"
-#include "tarnwell/events/event_sampling.h"
+#include "tarnwell/events/detail/event_sampling.h"
 #include "tarnwell/platform/detail/async.h"
 
 namespace tarnwell {

@@ -1,6 +1,6 @@
-#include "tarnwell/events/event_record.h"
+#include "tarnwell/events/detail/event_record.h"
 
-#include "tarnwell/core/record_coding.h"
+#include "tarnwell/core/detail/record_coding.h"
 
 namespace tarnwell {
 

@@ -1,10 +1,10 @@
 #include "tarnwell/events/detail/event_repository.h"
 
-#include "tarnwell/backend/gateway_errors.h"
+#include "tarnwell/backend/detail/gateway_errors.h"
 #include "tarnwell/core/coding_error.h"
+#include "tarnwell/core/detail/text.h"
 #include "tarnwell/core/iso8601.h"
 #include "tarnwell/core/log.h"
-#include "tarnwell/core/text.h"
 
 namespace tarnwell {
 namespace {

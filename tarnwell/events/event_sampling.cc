@@ -1,9 +1,9 @@
-#include "tarnwell/events/event_sampling.h"
+#include "tarnwell/events/detail/event_sampling.h"
 
 #include <array>
 #include <utility>
 
-#include "tarnwell/core/text.h"
+#include "tarnwell/core/detail/text.h"
 
 namespace tarnwell {
 namespace {

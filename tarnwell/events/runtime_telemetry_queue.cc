@@ -8,10 +8,10 @@
 #include <system_error>
 #include <utility>
 
-#include "tarnwell/backend/gateway_errors.h"
+#include "tarnwell/backend/detail/gateway_errors.h"
 #include "tarnwell/core/coding_error.h"
+#include "tarnwell/core/detail/record_coding.h"
 #include "tarnwell/core/log.h"
-#include "tarnwell/core/record_coding.h"
 #include "tarnwell/platform/detail/async.h"
 
 namespace tarnwell {

@@ -7,7 +7,7 @@
 #include "tarnwell/core/coding_error.h"
 #include "tarnwell/core/log.h"
 #include "tarnwell/platform/detail/async.h"
-#include "tarnwell/targeting/rule_evaluation.h"
+#include "tarnwell/targeting/detail/rule_evaluation.h"
 
 namespace tarnwell {
 

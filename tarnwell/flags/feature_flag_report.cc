@@ -2,8 +2,8 @@
 
 #include <tuple>
 
+#include "tarnwell/core/detail/record_coding.h"
 #include "tarnwell/core/detail/timestamp_coding.h"
-#include "tarnwell/core/record_coding.h"
 
 namespace tarnwell {
 

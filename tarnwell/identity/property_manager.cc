@@ -1,9 +1,9 @@
-#include "tarnwell/identity/property_manager.h"
+#include "tarnwell/identity/detail/property_manager.h"
 
 #include <algorithm>
 #include <cmath>
 
-#include "tarnwell/core/text.h"
+#include "tarnwell/core/detail/text.h"
 #include "tarnwell/platform/device_labels.h"
 
 namespace tarnwell {

@@ -1,7 +1,7 @@
-#include "tarnwell/identity/session_manager.h"
+#include "tarnwell/identity/detail/session_manager.h"
 
+#include "tarnwell/core/detail/record_coding.h"
 #include "tarnwell/core/log.h"
-#include "tarnwell/core/record_coding.h"
 #include "tarnwell/platform/device_labels.h"
 
 namespace tarnwell {

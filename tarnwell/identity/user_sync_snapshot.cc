@@ -1,7 +1,7 @@
-#include "tarnwell/identity/user_sync_snapshot.h"
+#include "tarnwell/identity/detail/user_sync_snapshot.h"
 
-#include "tarnwell/core/record_coding.h"
-#include "tarnwell/core/text.h"
+#include "tarnwell/core/detail/record_coding.h"
+#include "tarnwell/core/detail/text.h"
 
 namespace tarnwell {
 

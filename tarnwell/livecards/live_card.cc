@@ -1,7 +1,7 @@
 #include "tarnwell/livecards/live_card.h"
 
 #include "tarnwell/core/constants.h"
-#include "tarnwell/core/record_coding.h"
+#include "tarnwell/core/detail/record_coding.h"
 #include "tarnwell/livecards/detail/live_card_fields.h"
 
 namespace tarnwell {

@@ -1,4 +1,4 @@
-#include <tarnwell/platform/curl_http_transport.h>
+#include "tarnwell/platform/detail/curl_http_transport.h"
 
 #include <curl/curl.h>
 
@@ -13,7 +13,7 @@
 #include <vector>
 
 #include <tarnwell/core/log.h>
-#include <tarnwell/platform/detail/curl_exchange.h>
+#include "tarnwell/platform/detail/curl_exchange.h"
 
 namespace tarnwell {
 namespace detail {

@@ -12,7 +12,7 @@
 #include <string_view>
 #include <system_error>
 
-#include <tarnwell/core/text.h>
+#include "tarnwell/core/detail/text.h"
 
 namespace tarnwell {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include <tarnwell/core/text.h>
+#include "tarnwell/core/detail/text.h"
 
 namespace tarnwell {
 

@@ -1,6 +1,6 @@
 #include <tarnwell/platform/http_transport.h>
 
-#include <tarnwell/core/text.h>
+#include "tarnwell/core/detail/text.h"
 
 namespace tarnwell {
 

@@ -4,8 +4,8 @@
 #include <exception>
 
 #include "tarnwell/core/log.h"
+#include "tarnwell/platform/detail/sqlite_key_value_store.h"
 #include "tarnwell/platform/memory_key_value_store.h"
-#include "tarnwell/platform/sqlite_key_value_store.h"
 
 namespace tarnwell {
 namespace {

@@ -1,4 +1,4 @@
-#include "tarnwell/platform/sqlite_key_value_store.h"
+#include "tarnwell/platform/detail/sqlite_key_value_store.h"
 
 #include <sqlite3.h>
 

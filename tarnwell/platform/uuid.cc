@@ -1,4 +1,4 @@
-#include <tarnwell/platform/uuid.h>
+#include "tarnwell/platform/detail/uuid.h"
 
 #include <array>
 

@@ -4,9 +4,9 @@
 #include <asio/co_spawn.hpp>
 #include <asio/io_context.hpp>
 
-#include "tarnwell/backend/gateway_errors.h"
+#include "tarnwell/backend/detail/gateway_errors.h"
 #include "tarnwell/core/constants.h"
-#include "tarnwell/platform/curl_http_transport.h"
+#include "tarnwell/platform/detail/curl_http_transport.h"
 #include "tarnwell/sdk/detail/facade_impl.h"
 
 namespace tarnwell {

@@ -1,7 +1,7 @@
 // Identity, user sync and sessions: what the facade's identity operations run on the main
 // context, and how the backend hears of them.
-#include "tarnwell/backend/gateway_errors.h"
-#include "tarnwell/core/text.h"
+#include "tarnwell/backend/detail/gateway_errors.h"
+#include "tarnwell/core/detail/text.h"
 #include "tarnwell/sdk/detail/facade_impl.h"
 
 namespace tarnwell {

@@ -4,7 +4,7 @@
 #include <asio/detached.hpp>
 #include <asio/io_context.hpp>
 
-#include "tarnwell/backend/gateway_errors.h"
+#include "tarnwell/backend/detail/gateway_errors.h"
 #include "tarnwell/sdk/detail/facade_impl.h"
 
 namespace tarnwell {

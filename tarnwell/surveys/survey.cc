@@ -1,6 +1,6 @@
 #include "tarnwell/surveys/survey.h"
 
-#include "tarnwell/core/record_coding.h"
+#include "tarnwell/core/detail/record_coding.h"
 #include "tarnwell/surveys/detail/survey_fields.h"
 
 namespace tarnwell {

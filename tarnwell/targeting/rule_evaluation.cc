@@ -1,4 +1,4 @@
-#include "tarnwell/targeting/rule_evaluation.h"
+#include "tarnwell/targeting/detail/rule_evaluation.h"
 
 #include <locale.h>
 #include <stdlib.h>
@@ -7,8 +7,8 @@
 #include <cstring>
 #include <limits>
 
+#include "tarnwell/core/detail/text.h"
 #include "tarnwell/core/iso8601.h"
-#include "tarnwell/core/text.h"
 
 namespace tarnwell {
 namespace {

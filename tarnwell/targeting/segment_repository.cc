@@ -1,6 +1,6 @@
 #include "tarnwell/targeting/detail/segment_repository.h"
 
-#include "tarnwell/backend/gateway_errors.h"
+#include "tarnwell/backend/detail/gateway_errors.h"
 #include "tarnwell/core/log.h"
 
 namespace tarnwell {

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "tarnwell/backend/detail/api_key_repository.h"
-#include "tarnwell/backend/gateway_errors.h"
+#include "tarnwell/backend/detail/gateway_errors.h"
 #include "tarnwell/testing/scripted_http_transport.h"
 #include "tests/support/run_sync.h"
 

@@ -2,8 +2,8 @@
 
 #include <asio/error.hpp>
 
+#include "tarnwell/backend/detail/gateway_errors.h"
 #include "tarnwell/backend/detail/runtime_gateway_repository.h"
-#include "tarnwell/backend/gateway_errors.h"
 #include "tarnwell/core/coding_error.h"
 #include "tarnwell/testing/scripted_http_transport.h"
 #include "tests/support/run_sync.h"

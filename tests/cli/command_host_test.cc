@@ -6,7 +6,7 @@
 #include <sstream>
 #include <thread>
 
-#include "tarnwell/platform/uuid.h"
+#include "tarnwell/platform/detail/uuid.h"
 #include "tarnwell/testing/log_recorder.h"
 #include "tests/cli/cli_test_support.h"
 

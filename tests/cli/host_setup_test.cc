@@ -5,7 +5,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "tarnwell/platform/sqlite_key_value_store.h"
+#include "tarnwell/platform/detail/sqlite_key_value_store.h"
 #include "tarnwell/testing/log_recorder.h"
 #include "tarnwell/testing/scripted_http_transport.h"
 #include "tests/cli/cli_test_support.h"

@@ -4,7 +4,7 @@
 #include <optional>
 #include <vector>
 
-#include "tarnwell/core/record_coding.h"
+#include "tarnwell/core/detail/record_coding.h"
 
 namespace tarnwell {
 

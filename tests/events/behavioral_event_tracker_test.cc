@@ -2,7 +2,7 @@
 
 #include <limits>
 
-#include "tarnwell/events/behavioral_event_tracker.h"
+#include "tarnwell/events/detail/behavioral_event_tracker.h"
 #include "tarnwell/platform/memory_key_value_store.h"
 
 namespace tarnwell {

@@ -1,7 +1,7 @@
 #include <limits>
 #include <thread>
 
-#include "tarnwell/events/event_sampling.h"
+#include "tarnwell/events/detail/event_sampling.h"
 #include "tarnwell/platform/detail/async.h"
 #include "tests/events/event_manager_fixture.h"
 #include "tests/support/run_sync.h"

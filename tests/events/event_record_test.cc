@@ -3,7 +3,7 @@
 #include <limits>
 
 #include "tarnwell/core/coding_error.h"
-#include "tarnwell/events/event_record.h"
+#include "tarnwell/events/detail/event_record.h"
 
 namespace tarnwell {
 namespace {

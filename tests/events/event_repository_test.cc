@@ -2,7 +2,7 @@
 
 #include <limits>
 
-#include "tarnwell/core/text.h"
+#include "tarnwell/core/detail/text.h"
 #include "tarnwell/events/detail/event_repository.h"
 #include "tarnwell/testing/log_recorder.h"
 #include "tarnwell/testing/scripted_http_transport.h"

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "tarnwell/events/event_sampling.h"
+#include "tarnwell/events/detail/event_sampling.h"
 
 namespace tarnwell {
 namespace {

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include <tarnwell/core/coding_error.h>
-#include <tarnwell/platform/curl_http_transport.h>
+#include "tarnwell/platform/detail/curl_http_transport.h"
 
 #include "tests/gateway/gateway_fixture.h"
 #include "tests/support/transfer_outcome.h"

@@ -2,9 +2,9 @@
 
 #include <regex>
 
-#include "tarnwell/identity/property_manager.h"
+#include "tarnwell/identity/detail/property_manager.h"
+#include "tarnwell/platform/detail/sqlite_key_value_store.h"
 #include "tarnwell/platform/memory_key_value_store.h"
-#include "tarnwell/platform/sqlite_key_value_store.h"
 #include "tests/support/scratch_dir.h"
 
 namespace tarnwell {

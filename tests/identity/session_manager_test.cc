@@ -2,7 +2,7 @@
 
 #include <regex>
 
-#include "tarnwell/identity/session_manager.h"
+#include "tarnwell/identity/detail/session_manager.h"
 #include "tarnwell/testing/log_recorder.h"
 #include "tarnwell/testing/virtual_clock.h"
 

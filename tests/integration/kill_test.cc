@@ -12,7 +12,7 @@
 
 #include "tarnwell/events/detail/runtime_telemetry_batcher.h"
 #include "tarnwell/platform/detail/async.h"
-#include "tarnwell/platform/sqlite_key_value_store.h"
+#include "tarnwell/platform/detail/sqlite_key_value_store.h"
 #include "tarnwell/testing/scripted_http_transport.h"
 #include "tarnwell/testing/virtual_clock.h"
 #include "tests/gateway/gateway_fixture.h"

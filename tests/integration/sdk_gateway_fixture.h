@@ -8,7 +8,7 @@
 #include <functional>
 #include <memory>
 
-#include "tarnwell/platform/curl_http_transport.h"
+#include "tarnwell/platform/detail/curl_http_transport.h"
 #include "tarnwell/platform/memory_key_value_store.h"
 #include "tarnwell/sdk/facade.h"
 #include "tests/gateway/gateway_fixture.h"

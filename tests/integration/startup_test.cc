@@ -4,7 +4,7 @@
 
 #include <future>
 
-#include "tarnwell/platform/curl_http_transport.h"
+#include "tarnwell/platform/detail/curl_http_transport.h"
 #include "tarnwell/platform/memory_key_value_store.h"
 #include "tarnwell/sdk/facade.h"
 #include "tarnwell/testing/log_recorder.h"

@@ -1,4 +1,4 @@
-#include <tarnwell/platform/curl_http_transport.h>
+#include "tarnwell/platform/detail/curl_http_transport.h"
 
 #include <gtest/gtest.h>
 

@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
+#include "tarnwell/platform/detail/sqlite_key_value_store.h"
 #include "tarnwell/platform/key_value_store.h"
 #include "tarnwell/platform/memory_key_value_store.h"
-#include "tarnwell/platform/sqlite_key_value_store.h"
 #include "tests/support/scratch_dir.h"
 
 namespace tarnwell {

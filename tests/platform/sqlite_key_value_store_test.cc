@@ -17,8 +17,8 @@
 #include <string>
 #include <vector>
 
+#include "tarnwell/platform/detail/sqlite_key_value_store.h"
 #include "tarnwell/platform/memory_key_value_store.h"
-#include "tarnwell/platform/sqlite_key_value_store.h"
 #include "tarnwell/testing/log_recorder.h"
 #include "tests/support/scratch_dir.h"
 

@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-#include "tarnwell/platform/sqlite_key_value_store.h"
+#include "tarnwell/platform/detail/sqlite_key_value_store.h"
 #include "tests/support/scratch_dir.h"
 
 namespace tarnwell {

@@ -1,4 +1,4 @@
-#include <tarnwell/platform/string_hash.h>
+#include "tarnwell/platform/detail/string_hash.h"
 
 #include <gtest/gtest.h>
 

@@ -6,8 +6,8 @@
 
 #include <string>
 
-#include "tarnwell/identity/property_manager.h"
-#include "tarnwell/identity/session_manager.h"
+#include "tarnwell/identity/detail/property_manager.h"
+#include "tarnwell/identity/detail/session_manager.h"
 #include "tarnwell/platform/memory_key_value_store.h"
 #include "tarnwell/testing/virtual_clock.h"
 

@@ -3,7 +3,7 @@
 #include <cmath>
 #include <limits>
 
-#include "tarnwell/targeting/rule_evaluation.h"
+#include "tarnwell/targeting/detail/rule_evaluation.h"
 #include "tests/targeting/identity_fixture.h"
 
 namespace tarnwell {

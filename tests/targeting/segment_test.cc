@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "tarnwell/core/coding_error.h"
-#include "tarnwell/targeting/rule_evaluation.h"
+#include "tarnwell/targeting/detail/rule_evaluation.h"
 #include "tarnwell/targeting/segment.h"
 #include "tests/targeting/identity_fixture.h"
 

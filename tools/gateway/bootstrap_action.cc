@@ -1,7 +1,7 @@
 #include "tools/gateway/bootstrap_action.h"
 
 #include <tarnwell/core/iso8601.h>
-#include <tarnwell/platform/uuid.h>
+#include "tarnwell/platform/detail/uuid.h"
 
 namespace tarnwell::gateway {
 namespace {

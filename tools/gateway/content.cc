@@ -9,8 +9,8 @@
 #include <set>
 
 #include <tarnwell/core/coding_error.h>
-#include <tarnwell/core/record_coding.h>
-#include <tarnwell/platform/string_hash.h>
+#include "tarnwell/core/detail/record_coding.h"
+#include "tarnwell/platform/detail/string_hash.h"
 
 namespace tarnwell::gateway {
 namespace {

@@ -1,7 +1,7 @@
 #include "tools/gateway/execution_wire.h"
 
 #include <tarnwell/core/coding_error.h>
-#include <tarnwell/core/record_coding.h>
+#include "tarnwell/core/detail/record_coding.h"
 
 namespace tarnwell::gateway {
 namespace {

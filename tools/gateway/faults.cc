@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include <tarnwell/core/coding_error.h>
-#include <tarnwell/core/record_coding.h>
+#include "tarnwell/core/detail/record_coding.h"
 
 #include "tools/gateway/bad_request.h"
 

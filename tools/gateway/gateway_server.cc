@@ -9,7 +9,7 @@
 #include <utility>
 
 #include <tarnwell/core/iso8601.h>
-#include <tarnwell/platform/uuid.h>
+#include "tarnwell/platform/detail/uuid.h"
 
 #include "tools/gateway/connection_drop.h"
 

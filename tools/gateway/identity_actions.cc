@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include <tarnwell/core/iso8601.h>
-#include <tarnwell/platform/uuid.h>
+#include "tarnwell/platform/detail/uuid.h"
 
 #include "tools/gateway/payload_reader.h"
 

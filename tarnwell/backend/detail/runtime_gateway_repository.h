@@ -25,7 +25,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tarnwell/backend/appwrite_client.h"
+#include "tarnwell/backend/detail/appwrite_client.h"
 #include "tarnwell/core/json_value.h"
 #include "tarnwell/platform/http_transport.h"
 

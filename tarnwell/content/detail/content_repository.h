@@ -20,8 +20,8 @@
 #include <utility>
 #include <vector>
 
+#include "tarnwell/backend/detail/gateway_errors.h"
 #include "tarnwell/backend/detail/runtime_gateway_repository.h"
-#include "tarnwell/backend/gateway_errors.h"
 #include "tarnwell/content/detail/runtime_bundle_repository.h"
 #include "tarnwell/core/log.h"
 

@@ -19,7 +19,7 @@
 #include <optional>
 #include <string>
 
-#include "tarnwell/backend/appwrite_client.h"
+#include "tarnwell/backend/detail/appwrite_client.h"
 #include "tarnwell/backend/detail/runtime_gateway_repository.h"
 #include "tarnwell/content/runtime_bundle.h"
 #include "tarnwell/platform/clock.h"

@@ -4,8 +4,8 @@
 // takes them without the fraction.
 #pragma once
 
+#include "tarnwell/core/detail/record_coding.h"
 #include "tarnwell/core/iso8601.h"
-#include "tarnwell/core/record_coding.h"
 #include "tarnwell/core/timestamp.h"
 
 namespace tarnwell {

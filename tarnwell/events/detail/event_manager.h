@@ -34,8 +34,8 @@
 #include <vector>
 
 #include "tarnwell/backend/runtime_config.h"
+#include "tarnwell/events/detail/event_record.h"
 #include "tarnwell/events/detail/event_repository.h"
-#include "tarnwell/events/event_record.h"
 #include "tarnwell/platform/clock.h"
 #include "tarnwell/platform/key_value_store.h"
 

@@ -22,9 +22,9 @@
 
 #include "tarnwell/backend/detail/runtime_gateway_repository.h"
 #include "tarnwell/core/timestamp.h"
-#include "tarnwell/events/event_record.h"
+#include "tarnwell/events/detail/event_record.h"
 #include "tarnwell/platform/clock.h"
-#include "tarnwell/platform/uuid.h"
+#include "tarnwell/platform/detail/uuid.h"
 
 namespace tarnwell {
 

@@ -19,7 +19,7 @@
 #include <memory>
 #include <string>
 
-#include "tarnwell/backend/appwrite_client.h"
+#include "tarnwell/backend/detail/appwrite_client.h"
 #include "tarnwell/backend/detail/runtime_gateway_repository.h"
 #include "tarnwell/core/json_value.h"
 #include "tarnwell/events/detail/runtime_telemetry_queue.h"

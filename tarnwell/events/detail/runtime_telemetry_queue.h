@@ -39,7 +39,7 @@
 #include <string>
 #include <vector>
 
-#include "tarnwell/backend/appwrite_client.h"
+#include "tarnwell/backend/detail/appwrite_client.h"
 #include "tarnwell/backend/detail/runtime_gateway_repository.h"
 #include "tarnwell/core/json_value.h"
 #include "tarnwell/platform/clock.h"

@@ -6,7 +6,7 @@
 
 #include <tuple>
 
-#include "tarnwell/core/record_coding.h"
+#include "tarnwell/core/detail/record_coding.h"
 #include "tarnwell/flags/feature_flag.h"
 #include "tarnwell/targeting/detail/rule_condition_fields.h"
 

@@ -30,10 +30,10 @@
 
 #include "tarnwell/flags/detail/feature_flag_repository.h"
 #include "tarnwell/flags/feature_flag.h"
-#include "tarnwell/identity/property_manager.h"
-#include "tarnwell/identity/session_manager.h"
+#include "tarnwell/identity/detail/property_manager.h"
+#include "tarnwell/identity/detail/session_manager.h"
 #include "tarnwell/platform/clock.h"
-#include "tarnwell/platform/string_hash.h"
+#include "tarnwell/platform/detail/string_hash.h"
 
 namespace tarnwell {
 

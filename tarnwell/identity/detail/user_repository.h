@@ -18,7 +18,7 @@
 #include <string>
 
 #include "tarnwell/backend/detail/runtime_gateway_repository.h"
-#include "tarnwell/identity/user_sync_snapshot.h"
+#include "tarnwell/identity/detail/user_sync_snapshot.h"
 
 namespace tarnwell {
 

@@ -7,7 +7,7 @@
 
 #include <tuple>
 
-#include "tarnwell/core/record_coding.h"
+#include "tarnwell/core/detail/record_coding.h"
 #include "tarnwell/livecards/live_card.h"
 #include "tarnwell/livecards/live_card_tracking.h"
 #include "tarnwell/targeting/detail/rule_condition_fields.h"

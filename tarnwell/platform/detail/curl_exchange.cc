@@ -1,4 +1,4 @@
-#include <tarnwell/platform/detail/curl_exchange.h>
+#include "tarnwell/platform/detail/curl_exchange.h"
 
 #include <algorithm>
 #include <limits>

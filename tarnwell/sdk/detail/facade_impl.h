@@ -20,16 +20,16 @@
 #include <optional>
 
 #include "tarnwell/backend/detail/api_key_repository.h"
-#include "tarnwell/events/behavioral_event_tracker.h"
+#include "tarnwell/events/detail/behavioral_event_tracker.h"
 #include "tarnwell/events/detail/event_manager.h"
 #include "tarnwell/events/detail/runtime_telemetry_batcher.h"
 #include "tarnwell/flags/detail/feature_flag_manager.h"
+#include "tarnwell/identity/detail/property_manager.h"
+#include "tarnwell/identity/detail/session_manager.h"
 #include "tarnwell/identity/detail/user_repository.h"
-#include "tarnwell/identity/property_manager.h"
-#include "tarnwell/identity/session_manager.h"
 #include "tarnwell/platform/detail/async.h"
 #include "tarnwell/platform/detail/closable_seams.h"
-#include "tarnwell/platform/uuid.h"
+#include "tarnwell/platform/detail/uuid.h"
 #include "tarnwell/sdk/detail/content_refresh.h"
 #include "tarnwell/sdk/facade.h"
 

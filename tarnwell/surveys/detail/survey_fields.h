@@ -11,8 +11,8 @@
 #include <tuple>
 #include <utility>
 
-#include "tarnwell/core/record_coding.h"
-#include "tarnwell/core/text.h"
+#include "tarnwell/core/detail/record_coding.h"
+#include "tarnwell/core/detail/text.h"
 #include "tarnwell/surveys/survey.h"
 #include "tarnwell/targeting/detail/rule_condition_fields.h"
 

@@ -6,7 +6,7 @@
 
 #include <tuple>
 
-#include "tarnwell/core/record_coding.h"
+#include "tarnwell/core/detail/record_coding.h"
 #include "tarnwell/targeting/rule_condition.h"
 
 namespace tarnwell {

@@ -5,7 +5,7 @@
 
 #include <tuple>
 
-#include "tarnwell/core/record_coding.h"
+#include "tarnwell/core/detail/record_coding.h"
 #include "tarnwell/targeting/segment.h"
 
 namespace tarnwell {

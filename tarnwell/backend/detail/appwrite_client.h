@@ -1,4 +1,4 @@
-// File: tarnwell/backend/appwrite_client.h
+// File: tarnwell/backend/detail/appwrite_client.h
 //
 // AppwriteClient holds the backend coordinates (endpoint, project, database, gateway function)
 // and the session data the bootstrap hands out (team, environment, gateway session token). One
@@ -17,11 +17,10 @@
 #include <string_view>
 
 #include <tarnwell/core/sdk_config.h>
-#include <tarnwell/export.h>
 
 namespace tarnwell {
 
-class TARNWELL_API AppwriteClient {
+class AppwriteClient {
  public:
   AppwriteClient(std::string endpoint, std::string projectId, std::string databaseId, std::string gatewayFunctionId);
 
@@ -53,6 +52,6 @@ class TARNWELL_API AppwriteClient {
 };
 
 // True for an absolute URL with a scheme and a host, as the transport can reach it.
-TARNWELL_API bool isValidEndpointURL(std::string_view url) noexcept;
+bool isValidEndpointURL(std::string_view url) noexcept;
 
 }  // namespace tarnwell

@@ -1,4 +1,4 @@
-// File: tarnwell/platform/sqlite_key_value_store.h
+// File: tarnwell/platform/detail/sqlite_key_value_store.h
 //
 // SqliteKeyValueStore keeps the values in one SQLite file: one table, write-ahead log, and
 // commits that reach the operating system before a write returns, so they survive the death of
@@ -19,7 +19,6 @@
 #include <mutex>
 #include <string>
 
-#include <tarnwell/export.h>
 #include <tarnwell/platform/key_value_store.h>
 
 struct sqlite3;
@@ -27,7 +26,7 @@ struct sqlite3_stmt;
 
 namespace tarnwell {
 
-class TARNWELL_API SqliteKeyValueStore final : public KeyValueStore {
+class SqliteKeyValueStore final : public KeyValueStore {
  public:
   struct OpenResult {
     std::unique_ptr<SqliteKeyValueStore> store;  // null when no store could be opened

@@ -1,4 +1,4 @@
-// File: tarnwell/events/event_record.h
+// File: tarnwell/events/detail/event_record.h
 //
 // EventRecord is one tracked analytics event as it waits in the event queue: who, in which
 // session, with which property maps, under which name and type. It has no time of its own; the
@@ -23,11 +23,10 @@
 #include <vector>
 
 #include <tarnwell/core/json_value.h>
-#include <tarnwell/export.h>
 
 namespace tarnwell {
 
-struct TARNWELL_API EventRecord {
+struct EventRecord {
   std::string eventName;                 // as the caller passed it
   std::string userId;                    // the effective user at tracking time
   std::optional<std::string> sessionId;  // absent when no session runs
@@ -47,7 +46,7 @@ struct TARNWELL_API EventRecord {
 
 // A queued record beside its compact JSON text, made once when the event enters the queue so
 // that persisting the queue after every admission only joins texts.
-class TARNWELL_API EncodedEventRecord {
+class EncodedEventRecord {
  public:
   // Never throws but std::bad_alloc: a record that does not encode keeps the reason instead.
   explicit EncodedEventRecord(EventRecord record);
@@ -65,9 +64,9 @@ class TARNWELL_API EncodedEventRecord {
 
 // "[" + the records' texts joined with "," + "]", byte for byte what encoding the records as
 // one array gives. Throws EncodingError with the reason of the first record that did not encode.
-TARNWELL_API std::string encodeEventArray(std::span<const EncodedEventRecord> records);
+std::string encodeEventArray(std::span<const EncodedEventRecord> records);
 
 // The records of a stored queue. Throws DecodingError.
-TARNWELL_API std::vector<EventRecord> decodeEventArray(std::string_view json);
+std::vector<EventRecord> decodeEventArray(std::string_view json);
 
 }  // namespace tarnwell

@@ -1,4 +1,4 @@
-// File: tarnwell/core/text.h
+// File: tarnwell/core/detail/text.h
 //
 // Small text helpers shared by the parsers and labels: trimming Unicode white space from
 // UTF-8 text, and ASCII lower-casing for case-insensitive comparisons of identifiers.
@@ -13,7 +13,6 @@
 #include <string>
 #include <string_view>
 
-#include <tarnwell/export.h>
 
 namespace tarnwell {
 
@@ -22,12 +21,12 @@ namespace tarnwell {
 // The text is read as UTF-8; bytes that do not form a valid sequence (overlong forms,
 // surrogates, stray continuation bytes) are not white space and stop the trimming.
 // The result views into `text`.
-TARNWELL_API std::string_view trimWhitespaceAndNewlines(std::string_view text) noexcept;
+std::string_view trimWhitespaceAndNewlines(std::string_view text) noexcept;
 
 // A copy of `text` with 'A'-'Z' turned into 'a'-'z'; every other byte is kept as it is.
-TARNWELL_API std::string toLowerAscii(std::string_view text);
+std::string toLowerAscii(std::string_view text);
 // Whether `a` and `b` are equal when 'A'-'Z' count as 'a'-'z': for identifiers, header names
 // and operator words, which need no locale.
-TARNWELL_API bool equalsIgnoringAsciiCase(std::string_view a, std::string_view b) noexcept;
+bool equalsIgnoringAsciiCase(std::string_view a, std::string_view b) noexcept;
 
 }  // namespace tarnwell

@@ -1,4 +1,4 @@
-// File: tarnwell/identity/session_manager.h
+// File: tarnwell/identity/detail/session_manager.h
 //
 // SessionManager times one usage session: it mints the session identifier, remembers when the
 // session began and adds up time in the foreground. A session is bounded by the SDK's lifecycle
@@ -18,15 +18,14 @@
 
 #include <tarnwell/core/json_value.h>
 #include <tarnwell/core/timestamp.h>
-#include <tarnwell/export.h>
 #include <tarnwell/platform/clock.h>
 #include <tarnwell/platform/device_info.h>
-#include <tarnwell/platform/uuid.h>
+#include "tarnwell/platform/detail/uuid.h"
 
 namespace tarnwell {
 
 // What ending a session leaves: its identifier and times (durations in seconds).
-struct TARNWELL_API SessionSnapshot {
+struct SessionSnapshot {
   std::string sessionId;
   Timestamp startedAt;
   Timestamp endedAt;
@@ -38,7 +37,7 @@ struct TARNWELL_API SessionSnapshot {
 };
 
 // A session as a JSON record, part of the public model.
-struct TARNWELL_API SessionRecord {
+struct SessionRecord {
   std::string sessionId;
   std::string userId;
   std::string startedAt;
@@ -51,7 +50,7 @@ struct TARNWELL_API SessionRecord {
   JSONValue encode() const;
 };
 
-class TARNWELL_API SessionManager {
+class SessionManager {
  public:
   SessionManager(Clock& clock, UuidGenerator& uuids);
 
@@ -77,6 +76,6 @@ class TARNWELL_API SessionManager {
 
 // The "sessionData" object of "end_session": times in milliseconds, the device labels, and an
 // empty "appInfo".
-TARNWELL_API JSONObject makeSessionData(const SessionSnapshot& snapshot, const DeviceInfo& device);
+JSONObject makeSessionData(const SessionSnapshot& snapshot, const DeviceInfo& device);
 
 }  // namespace tarnwell

@@ -1,4 +1,4 @@
-// File: tarnwell/platform/string_hash.h
+// File: tarnwell/platform/detail/string_hash.h
 //
 // StringHasher is a keyed 64-bit hash of text (SipHash-2-4), used where the SDK needs a quick
 // hash of a string in memory, for example to bucket keys. With a random key it resists
@@ -17,11 +17,10 @@
 #include <cstdint>
 #include <string_view>
 
-#include <tarnwell/export.h>
 
 namespace tarnwell {
 
-class TARNWELL_API StringHasher {
+class StringHasher {
  public:
   // A random key from std::random_device (which throws when the system has no randomness).
   StringHasher();
@@ -36,6 +35,6 @@ class TARNWELL_API StringHasher {
 };
 
 // The hasher of this process: one random key, drawn on first use.
-TARNWELL_API const StringHasher& processStringHasher();
+const StringHasher& processStringHasher();
 
 }  // namespace tarnwell

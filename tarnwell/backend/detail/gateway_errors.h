@@ -1,4 +1,4 @@
-// File: tarnwell/backend/gateway_errors.h
+// File: tarnwell/backend/detail/gateway_errors.h
 //
 // What a gateway call can fail with. The start-up shows the failure's what() text as the
 // `error` state's text, so each text is worded for the developer who reads that state.
@@ -12,12 +12,11 @@
 #include <string>
 #include <string_view>
 
-#include <tarnwell/export.h>
 #include <tarnwell/platform/http_transport.h>
 
 namespace tarnwell {
 
-class TARNWELL_API RuntimeGatewayError : public std::runtime_error {
+class RuntimeGatewayError : public std::runtime_error {
  public:
   enum class Kind { httpError, gatewayError, invalidResponse };
 
@@ -39,7 +38,7 @@ class TARNWELL_API RuntimeGatewayError : public std::runtime_error {
 };
 
 // A transfer that produced no HTTP response, thrown as the transport reported it.
-class TARNWELL_API TransportFailure : public std::runtime_error {
+class TransportFailure : public std::runtime_error {
  public:
   explicit TransportFailure(TransportError error);
 
@@ -53,7 +52,7 @@ class TARNWELL_API TransportFailure : public std::runtime_error {
 };
 
 // An endpoint that does not parse as a URL. what(): "bad URL".
-class TARNWELL_API URLError : public std::runtime_error {
+class URLError : public std::runtime_error {
  public:
   enum class Code { badURL };
   URLError() : std::runtime_error("bad URL") {}
@@ -62,11 +61,11 @@ class TARNWELL_API URLError : public std::runtime_error {
 
 // True for a cancelled operation: a cancelled transfer, or an awaited operation aborted by
 // cancellation (asio::error::operation_aborted).
-TARNWELL_API bool isCancellationError(const std::exception& error) noexcept;
+bool isCancellationError(const std::exception& error) noexcept;
 
 // The error's textual form for ERROR log lines: the case and its payload, e.g.
 // httpError(404), gatewayError("Invalid API key"), TransportFailure(cannotConnect: Connection
 // refused); other errors give their what() text.
-TARNWELL_API std::string textualForm(const std::exception& error);
+std::string textualForm(const std::exception& error);
 
 }  // namespace tarnwell

@@ -1,4 +1,4 @@
-// File: tarnwell/identity/property_manager.h
+// File: tarnwell/identity/detail/property_manager.h
 //
 // PropertyManager is the one place that knows who the current user is and what is known of
 // the user, the application and the device. It keeps four identifiers and a user type in the
@@ -20,15 +20,14 @@
 #include <string_view>
 
 #include <tarnwell/core/json_value.h>
-#include <tarnwell/export.h>
 #include <tarnwell/platform/app_info.h>
 #include <tarnwell/platform/device_info.h>
 #include <tarnwell/platform/key_value_store.h>
-#include <tarnwell/platform/uuid.h>
+#include "tarnwell/platform/detail/uuid.h"
 
 namespace tarnwell {
 
-class TARNWELL_API PropertyManager {
+class PropertyManager {
  public:
   PropertyManager(KeyValueStore& store, const AppInfo& appInfo, DeviceInfoProvider deviceInfo, UuidGenerator& uuids);
 
@@ -96,6 +95,6 @@ class TARNWELL_API PropertyManager {
 
 // The text a value reads as when it names an identifier: text as it is, whole numbers without
 // a fraction (42 reads "42"), other scalars as their text, containers as JSON.
-TARNWELL_API std::string plainDescription(const JSONValue& value);
+std::string plainDescription(const JSONValue& value);
 
 }  // namespace tarnwell

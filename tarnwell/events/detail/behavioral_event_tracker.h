@@ -1,4 +1,4 @@
-// File: tarnwell/events/behavioral_event_tracker.h
+// File: tarnwell/events/detail/behavioral_event_tracker.h
 //
 // BehavioralEventTracker counts on the device how often each event occurred for the current
 // user, and remembers at which count an item (a survey, an announcement) was last shown for an
@@ -29,13 +29,12 @@
 #include <string_view>
 
 #include <tarnwell/core/timestamp.h>
-#include <tarnwell/export.h>
-#include <tarnwell/identity/property_manager.h>
 #include <tarnwell/platform/key_value_store.h>
+#include "tarnwell/identity/detail/property_manager.h"
 
 namespace tarnwell {
 
-class TARNWELL_API BehavioralEventTracker {
+class BehavioralEventTracker {
  public:
   BehavioralEventTracker(KeyValueStore& defaults, PropertyManager& propertyManager);
 

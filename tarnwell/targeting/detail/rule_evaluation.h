@@ -1,4 +1,4 @@
-// File: tarnwell/targeting/rule_evaluation.h
+// File: tarnwell/targeting/detail/rule_evaluation.h
 //
 // The rule language that surveys, announcements, live cards and feature flags share: resolve a
 // named field from the identity and property stores, compare it with the backend's value by an
@@ -22,12 +22,11 @@
 
 #include <tarnwell/core/json_value.h>
 #include <tarnwell/core/timestamp.h>
-#include <tarnwell/events/behavioral_event_tracker.h>
-#include <tarnwell/export.h>
-#include <tarnwell/identity/property_manager.h>
-#include <tarnwell/identity/session_manager.h>
 #include <tarnwell/targeting/rule_condition.h>
 #include <tarnwell/targeting/segment.h>
+#include "tarnwell/events/detail/behavioral_event_tracker.h"
+#include "tarnwell/identity/detail/property_manager.h"
+#include "tarnwell/identity/detail/session_manager.h"
 
 namespace tarnwell {
 
@@ -36,8 +35,8 @@ namespace tarnwell {
 // device id, and the running session's id (JSON null, not absent, when none runs). Any other
 // name is looked up, ignoring case, in the application, device, user and custom properties, in
 // that order (PropertyManager::findTargetingProperty); absent when none has it. Not trimmed.
-TARNWELL_API std::optional<JSONValue> resolveField(const std::optional<std::string>& field, PropertyManager& properties,
-                                                   const SessionManager& sessions);
+std::optional<JSONValue> resolveField(const std::optional<std::string>& field, PropertyManager& properties,
+                                      const SessionManager& sessions);
 
 // Compares the resolved value with the expected one. The operator is matched ignoring case but
 // not trimmed; an unknown operator is false.
@@ -52,17 +51,17 @@ TARNWELL_API std::optional<JSONValue> resolveField(const std::optional<std::stri
 //       that parse whole as a floating-point number in the "C" locale (no leading blank, nothing
 //       after; "1e400" is infinity). Anything else, on either side, is false; so is NaN.
 // Allocates nothing except to turn a number into text for "contains".
-TARNWELL_API bool evaluateOperator(const std::optional<JSONValue>& actual, std::string_view op,
-                                   const std::optional<JSONValue>& expected);
+bool evaluateOperator(const std::optional<JSONValue>& actual, std::string_view op,
+                      const std::optional<JSONValue>& expected);
 
 // One condition as every consumer evaluates it: the resolved field against `value` by `op`,
 // "equals" when `op` is absent.
-TARNWELL_API bool evaluateCondition(const std::optional<std::string>& field, const std::optional<std::string>& op,
-                                    const std::optional<JSONValue>& value, PropertyManager& properties,
-                                    const SessionManager& sessions);
+bool evaluateCondition(const std::optional<std::string>& field, const std::optional<std::string>& op,
+                       const std::optional<JSONValue>& value, PropertyManager& properties,
+                       const SessionManager& sessions);
 
 // Why a behavioral trigger fired.
-struct TARNWELL_API BehavioralTriggerMatch {
+struct BehavioralTriggerMatch {
   std::string eventName;   // the trigger's name, trimmed
   std::int64_t count = 0;  // the event's count, the pending occurrence included
   std::string op;          // lower-cased; "equals" when the trigger has none
@@ -76,17 +75,17 @@ struct TARNWELL_API BehavioralTriggerMatch {
 // not recorded yet), must then meet N by the operator: "every_nth" a non-zero multiple of N,
 // "greater_than_equals" at least N, "greater_than" more than N, and any other operator, unknown
 // ones included, exactly N.
-TARNWELL_API std::optional<BehavioralTriggerMatch> evaluateBehavioralTrigger(
-    const BehavioralTrigger& trigger, const std::optional<std::string>& currentEventName,
-    const BehavioralEventTracker& tracker, bool includePending);
+std::optional<BehavioralTriggerMatch> evaluateBehavioralTrigger(const BehavioralTrigger& trigger,
+                                                                const std::optional<std::string>& currentEventName,
+                                                                const BehavioralEventTracker& tracker,
+                                                                bool includePending);
 
 // Whether `now` lies in the window from `start` to `end`, bounds included. A bound that is
 // absent, empty or not an ISO 8601 date (with or without fractional seconds) is no bound.
-TARNWELL_API bool isWithinSchedule(const std::optional<std::string>& start, const std::optional<std::string>& end,
-                                   Timestamp now);
+bool isWithinSchedule(const std::optional<std::string>& start, const std::optional<std::string>& end, Timestamp now);
 
 // Whether the current user meets every condition of `segment`, tested in order until the first
 // that fails. A segment without conditions holds everybody.
-TARNWELL_API bool isInSegment(const Segment& segment, PropertyManager& properties, const SessionManager& sessions);
+bool isInSegment(const Segment& segment, PropertyManager& properties, const SessionManager& sessions);
 
 }  // namespace tarnwell

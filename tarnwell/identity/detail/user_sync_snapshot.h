@@ -1,4 +1,4 @@
-// File: tarnwell/identity/user_sync_snapshot.h
+// File: tarnwell/identity/detail/user_sync_snapshot.h
 //
 // UserSyncSnapshot is the whole identity at one moment: identifiers, tenant, the four property
 // maps and the session. Every user and session action carries a complete one, so any later
@@ -14,15 +14,14 @@
 #include <optional>
 #include <string>
 
-#include <tarnwell/backend/appwrite_client.h>
 #include <tarnwell/backend/runtime_config.h>
 #include <tarnwell/core/json_value.h>
-#include <tarnwell/export.h>
-#include <tarnwell/identity/property_manager.h>
+#include "tarnwell/backend/detail/appwrite_client.h"
+#include "tarnwell/identity/detail/property_manager.h"
 
 namespace tarnwell {
 
-struct TARNWELL_API UserSyncSnapshot {
+struct UserSyncSnapshot {
   std::string profileId;
   std::string anonymousId;
   std::string effectiveUserId;
@@ -64,6 +63,6 @@ struct UserSyncSources {
 };
 
 // The snapshot, or absent when no API key configuration is loaded.
-TARNWELL_API std::optional<UserSyncSnapshot> makeUserSyncSnapshot(const UserSyncSources& sources);
+std::optional<UserSyncSnapshot> makeUserSyncSnapshot(const UserSyncSources& sources);
 
 }  // namespace tarnwell

@@ -1,4 +1,4 @@
-// File: tarnwell/platform/uuid.h
+// File: tarnwell/platform/detail/uuid.h
 //
 // Random (version 4) UUIDs in canonical upper-case text, the form every identifier the SDK
 // makes takes: device ids, event ids, session ids.
@@ -17,11 +17,10 @@
 #include <random>
 #include <string>
 
-#include <tarnwell/export.h>
 
 namespace tarnwell {
 
-class TARNWELL_API UuidGenerator {
+class UuidGenerator {
  public:
   // Seeded from std::random_device, so every generator draws its own sequence.
   UuidGenerator();
@@ -37,6 +36,6 @@ class TARNWELL_API UuidGenerator {
 };
 
 // A UUID from one generator shared by the whole process.
-TARNWELL_API std::string makeUuid();
+std::string makeUuid();
 
 }  // namespace tarnwell

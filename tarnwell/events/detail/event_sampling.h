@@ -1,4 +1,4 @@
-// File: tarnwell/events/event_sampling.h
+// File: tarnwell/events/detail/event_sampling.h
 //
 // Event sampling: which share of each category of event the backend wants to receive, and a
 // die that falls the same way every time for the same user, session, device, type and name, so
@@ -16,32 +16,31 @@
 #include <string_view>
 
 #include <tarnwell/backend/runtime_config.h>
-#include <tarnwell/events/event_record.h>
-#include <tarnwell/export.h>
+#include "tarnwell/events/detail/event_record.h"
 
 namespace tarnwell {
 
 // FNV-1a, 64 bits, over the bytes of `bytes`: offset basis 0xcbf29ce484222325, prime
 // 0x100000001b3, exclusive-or with each byte before the multiplication.
-TARNWELL_API std::uint64_t fnv1a64(std::string_view bytes) noexcept;
+std::uint64_t fnv1a64(std::string_view bytes) noexcept;
 
 // The bucket 0-99 of a text: its FNV-1a hash modulo 100, and 37 for the empty text.
-TARNWELL_API int samplingBucket(std::string_view text) noexcept;
+int samplingBucket(std::string_view text) noexcept;
 
 // The percent that applies to an event. The lower-cased type decides by exact match ("sdk",
 // "session", "survey", "announcement", "live_card"/"livecard", "feature_flag"/"featureflag",
 // "warning", "error"); for any other type the lower-cased name decides by what it contains,
 // first match wins: "feature_" or "experiment_" (feature flags), "warning", "error" or
 // "exception" (errors), else defaultPercent.
-TARNWELL_API std::int64_t samplingPercent(const RuntimeConfig::SamplingConfig& sampling, std::string_view eventType,
-                                          std::string_view eventName);
+std::int64_t samplingPercent(const RuntimeConfig::SamplingConfig& sampling, std::string_view eventType,
+                             std::string_view eventName);
 
 // The text the die is cast on: userId, sessionId (or ""), the text of "device_id" in the
 // device properties (or ""), eventType and eventName, as stored, joined with "|".
-TARNWELL_API std::string samplingText(const EventRecord& event);
+std::string samplingText(const EventRecord& event);
 
 // The sampling step of admission: refused at 0 percent or below, admitted at 100 or above
 // without hashing, otherwise admitted when the bucket of samplingText is below the percent.
-TARNWELL_API bool isSampledIn(const EventRecord& event, const RuntimeConfig::SamplingConfig& sampling);
+bool isSampledIn(const EventRecord& event, const RuntimeConfig::SamplingConfig& sampling);
 
 }  // namespace tarnwell

@@ -1,4 +1,4 @@
-// File: tarnwell/platform/curl_http_transport.h
+// File: tarnwell/platform/detail/curl_http_transport.h
 //
 // CurlHttpTransport is the HttpTransport a host gets by default: libcurl's multi interface
 // driven by one I/O thread that the transport owns, so any number of transfers share that
@@ -27,7 +27,6 @@
 #include <memory>
 #include <string>
 
-#include <tarnwell/export.h>
 #include <tarnwell/platform/http_transport.h>
 #include <tarnwell/version.h>
 
@@ -36,7 +35,7 @@ namespace detail {
 class CurlEngine;
 }  // namespace detail
 
-class TARNWELL_API CurlHttpTransport final : public HttpTransport {
+class CurlHttpTransport final : public HttpTransport {
  public:
   struct Options {
     // A response body longer than this fails the transfer with `responseTooLarge`.

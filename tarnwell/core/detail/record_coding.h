@@ -1,4 +1,4 @@
-// File: tarnwell/core/record_coding.h
+// File: tarnwell/core/detail/record_coding.h
 //
 // Records read themselves out of a JSONValue and write themselves back through one table of
 // fields each, so decoding and encoding can never disagree on a key:
@@ -47,9 +47,9 @@ struct CodingPath {
   std::string render() const;
 };
 
-[[noreturn]] TARNWELL_API void throwTypeMismatch(const CodingPath& path, std::string_view expected,
+[[noreturn]] void throwTypeMismatch(const CodingPath& path, std::string_view expected,
                                                  const JSONValue& found);
-[[noreturn]] TARNWELL_API void throwMissingKey(const CodingPath& path);
+[[noreturn]] void throwMissingKey(const CodingPath& path);
 
 // Specialised by each record with a `fields` tuple of field(...) entries.
 template <typename Record>
