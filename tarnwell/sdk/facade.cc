@@ -86,9 +86,15 @@ ApiKeyRepository& Tarnwell::Impl::apiKeyRepository() {
   return *apiKeyRepositoryInstance;
 }
 
-UserRepository& Tarnwell::Impl::userRepository() {
-  if (!userRepositoryInstance) userRepositoryInstance = std::make_unique<UserRepository>(client(), transport);
-  return *userRepositoryInstance;
+UserSync& Tarnwell::Impl::userSync() {
+  if (!userSyncInstance) {
+    userSyncInstance = std::make_unique<UserSync>(
+        UserRepository(client(), transport), *properties, *clock, pool->executor(),
+        [this](std::optional<std::string> sessionId, bool isRegistered) {
+          return makeSnapshot(std::move(sessionId), isRegistered);
+        });
+  }
+  return *userSyncInstance;
 }
 
 std::shared_ptr<EventManager> Tarnwell::Impl::eventManager() {

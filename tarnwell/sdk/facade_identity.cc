@@ -1,6 +1,5 @@
 // Identity, user sync and sessions: what the facade's identity operations run on the main
 // context, and how the backend hears of them.
-#include "tarnwell/backend/detail/gateway_errors.h"
 #include "tarnwell/core/detail/text.h"
 #include "tarnwell/sdk/detail/facade_impl.h"
 
@@ -26,32 +25,7 @@ std::optional<UserSyncSnapshot> Tarnwell::Impl::makeSnapshot(std::optional<std::
 
 void Tarnwell::Impl::scheduleUserSync(std::chrono::milliseconds delay) {
   if (!isReady()) return;
-  // The last request of a burst wins: earlier ones find a newer revision and end silently.
-  const std::int64_t revision = ++pendingUserSyncRevision;
-  spawnOnMain(debouncedUserSync(delay, revision));
-}
-
-asio::awaitable<void> Tarnwell::Impl::debouncedUserSync(std::chrono::milliseconds delay, std::int64_t revision) {
-  if (delay.count() >= 1) {
-    co_await detail::sleepFor(*clock, delay);
-  }
-  if (pendingUserSyncRevision == revision) {
-    co_await performUserSync();
-  }
-}
-
-asio::awaitable<void> Tarnwell::Impl::performUserSync(bool isRegistered) {
-  std::optional<UserSyncSnapshot> snapshot = makeSnapshot(std::nullopt, isRegistered);
-  if (!snapshot) co_return;
-  try {
-    co_await detail::runOn(pool->executor(), userRepository().syncUserState(std::move(*snapshot), false));
-  } catch (const std::exception& error) {
-    if (isCancellationError(error)) {
-      logWarn("User sync cancelled before completion");
-    } else {
-      logError("Failed to update user in database", textualForm(error));
-    }
-  }
+  spawnOnMain(userSync().syncAfter(delay));
 }
 
 asio::awaitable<void> Tarnwell::Impl::identify(std::string userId, JSONObject traits) {
@@ -61,30 +35,14 @@ asio::awaitable<void> Tarnwell::Impl::identify(std::string userId, JSONObject tr
     properties->setUserProperty(key, value);
   }
   // The snapshot from before the change names the profile the backend merges from.
-  std::optional<UserSyncSnapshot> before = isReady() ? makeSnapshot() : std::nullopt;
-  if (!before) {
-    properties->setUserId(trimmed);
-    scheduleUserSync(kSetterSyncDelay);
-    co_return;
-  }
-  try {
-    const IdentifyResult result = co_await detail::runOn(
-        pool->executor(), userRepository().identifyUser(std::move(*before), trimmed, std::move(traits)));
-    properties->setProfileId(result.profileId);
-    properties->setUserId(trimmed);
-    const bool registered = !trimmed.starts_with("anonymous");
-    co_await performUserSync(registered);
-    if (auto session = sessions->getCurrentSessionId()) {
-      // Attach the running session to the identified user on the backend.
-      if (std::optional<UserSyncSnapshot> attached = makeSnapshot(session, registered)) {
-        co_await detail::runOn(pool->executor(), userRepository().startSession(std::move(*attached)));
-      }
+  if (std::optional<UserSyncSnapshot> before = isReady() ? makeSnapshot() : std::nullopt) {
+    if (co_await userSync().identify(std::move(*before), trimmed, std::move(traits), sessions->getCurrentSessionId())) {
+      co_return;
     }
-  } catch (const std::exception& error) {
-    logError("Failed to identify user", textualForm(error));
+  } else {
     properties->setUserId(trimmed);
-    scheduleUserSync(kSetterSyncDelay);
   }
+  scheduleUserSync(kSetterSyncDelay);
 }
 
 asio::awaitable<void> Tarnwell::Impl::setUserProfile(std::string userId, JSONObject userProperties) {
@@ -97,7 +55,7 @@ asio::awaitable<void> Tarnwell::Impl::resetUser() {
   if (wasReady) endSessionTracking();
   properties->resetIdentity();
   if (!wasReady) co_return;
-  co_await performUserSync();
+  co_await userSync().sync();
   startSessionTracking();
   trackEvent(
       "user_reset",
@@ -109,7 +67,7 @@ void Tarnwell::Impl::startSessionTracking() {
   sessions->startSession(properties->getUserId());
   const std::optional<std::string> sessionId = sessions->getCurrentSessionId();
   if (std::optional<UserSyncSnapshot> snapshot = makeSnapshot()) {
-    spawnOnMain(persistSessionStart(std::move(*snapshot)));
+    spawnOnMain(userSync().persistSessionStart(std::move(*snapshot)));
   }
   trackEvent("session_started", JSONObject{{"session_id", JSONValue(sessionId.value_or(""))}}, "session");
 }
@@ -118,26 +76,10 @@ void Tarnwell::Impl::endSessionTracking() {
   if (std::optional<SessionSnapshot> ended = sessions->endSession()) {
     // The manager no longer knows the session: name it in the snapshot.
     if (std::optional<UserSyncSnapshot> snapshot = makeSnapshot(ended->sessionId)) {
-      spawnOnMain(persistSessionEnd(std::move(*snapshot), makeSessionData(*ended, deviceInfo())));
+      spawnOnMain(userSync().persistSessionEnd(std::move(*snapshot), makeSessionData(*ended, deviceInfo())));
     }
   }
   trackEvent("session_ended", JSONObject{}, "session");
-}
-
-asio::awaitable<void> Tarnwell::Impl::persistSessionStart(UserSyncSnapshot snapshot) {
-  try {
-    co_await detail::runOn(pool->executor(), userRepository().startSession(std::move(snapshot)));
-  } catch (const std::exception& error) {
-    logError("Failed to persist session start", textualForm(error));
-  }
-}
-
-asio::awaitable<void> Tarnwell::Impl::persistSessionEnd(UserSyncSnapshot snapshot, JSONObject sessionData) {
-  try {
-    co_await detail::runOn(pool->executor(), userRepository().endSession(std::move(snapshot), std::move(sessionData)));
-  } catch (const std::exception& error) {
-    logError("Failed to persist session end", textualForm(error));
-  }
 }
 
 // ---- Public identity operations ------------------------------------------------------------

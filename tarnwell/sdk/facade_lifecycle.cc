@@ -47,7 +47,7 @@ void Tarnwell::Impl::endBackgroundTask() {
 }
 
 asio::awaitable<void> Tarnwell::Impl::backgroundFlush() {
-  co_await performUserSync();
+  co_await userSync().sync();
   co_await eventManager()->flushEvents(true);
   co_await telemetry().flush();
   endBackgroundTask();

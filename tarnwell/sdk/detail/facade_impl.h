@@ -26,7 +26,7 @@
 #include "tarnwell/flags/detail/feature_flag_manager.h"
 #include "tarnwell/identity/detail/property_manager.h"
 #include "tarnwell/identity/detail/session_manager.h"
-#include "tarnwell/identity/detail/user_repository.h"
+#include "tarnwell/identity/detail/user_sync.h"
 #include "tarnwell/platform/detail/async.h"
 #include "tarnwell/platform/detail/closable_seams.h"
 #include "tarnwell/platform/detail/uuid.h"
@@ -51,7 +51,7 @@ struct Tarnwell::Impl {
   // ---- Lazily built components ----------------------------------------------------------
   std::shared_ptr<AppwriteClient> client();
   ApiKeyRepository& apiKeyRepository();
-  UserRepository& userRepository();
+  UserSync& userSync();
   std::shared_ptr<EventManager> eventManager();
   BehavioralEventTracker& behavioralEventTracker();
   RuntimeTelemetryBatcher& telemetry();
@@ -71,15 +71,11 @@ struct Tarnwell::Impl {
   std::optional<UserSyncSnapshot> makeSnapshot(std::optional<std::string> sessionOverride = std::nullopt,
                                                bool isRegistered = false);
   void scheduleUserSync(std::chrono::milliseconds delay);
-  asio::awaitable<void> debouncedUserSync(std::chrono::milliseconds delay, std::int64_t revision);
-  asio::awaitable<void> performUserSync(bool isRegistered = false);
   asio::awaitable<void> identify(std::string userId, JSONObject traits);
   asio::awaitable<void> setUserProfile(std::string userId, JSONObject userProperties);
   asio::awaitable<void> resetUser();
   void startSessionTracking();
   void endSessionTracking();
-  asio::awaitable<void> persistSessionStart(UserSyncSnapshot snapshot);
-  asio::awaitable<void> persistSessionEnd(UserSyncSnapshot snapshot, JSONObject sessionData);
   void setPropertyThenSync(std::function<void(PropertyManager&)> change);
 
   // ---- Events (facade_events.cc) --------------------------------------------------------
@@ -142,14 +138,13 @@ struct Tarnwell::Impl {
 
   // Main context only.
   std::unique_ptr<ApiKeyRepository> apiKeyRepositoryInstance;
-  std::unique_ptr<UserRepository> userRepositoryInstance;
+  std::unique_ptr<UserSync> userSyncInstance;
   std::shared_ptr<EventManager> eventManagerInstance;
   std::unique_ptr<BehavioralEventTracker> trackerInstance;
   std::unique_ptr<RuntimeTelemetryBatcher> telemetryInstance;
   std::shared_ptr<FeatureFlagManager> featureFlagManagerInstance;
   RefreshStamps refreshStamps;
   TarnwellSDKConfig sdkConfig = legacyPlaceholderConfig();
-  std::int64_t pendingUserSyncRevision = 0;
   std::unique_ptr<asio::cancellation_signal> flushTaskSignal;
   BackgroundTaskHost::TaskId backgroundFlushTaskId = BackgroundTaskHost::invalidTask;
 
