@@ -28,7 +28,11 @@ Tarnwell::Impl::Impl(HostOptions options)
       // Construction reads the stored identifiers and nothing else.
       properties(std::make_unique<PropertyManager>(*store, appInfo, deviceInfo, *uuids)),
       sessions(std::make_unique<SessionManager>(*clock, *uuids)),
-      state(*main, SDKState::notInitialized()) {}
+      state(*main, SDKState::notInitialized()),
+      flushLoop(std::make_unique<EventFlushLoop>(main->ioContext().get_executor(), *clock, [this] {
+        std::lock_guard lock(mutex);
+        return runtimeConfig.events.flushIntervalMs;
+      })) {}
 
 Tarnwell::Impl::~Impl() {
   // 1. No more main-context work. 2. End every sleep and transfer the SDK started, so the worker
@@ -41,7 +45,7 @@ Tarnwell::Impl::~Impl() {
   pool->join();
   // The flush loop's cancellation slot still holds its last sleep, which resumes on the main
   // context: let go of it while that context exists.
-  flushTaskSignal.reset();
+  flushLoop.reset();
   main.reset();
   featureFlagManagerInstance.reset();
   eventManagerInstance.reset();
@@ -88,11 +92,11 @@ ApiKeyRepository& Tarnwell::Impl::apiKeyRepository() {
 
 UserSync& Tarnwell::Impl::userSync() {
   if (!userSyncInstance) {
-    userSyncInstance = std::make_unique<UserSync>(
-        UserRepository(client(), transport), *properties, *clock, pool->executor(),
-        [this](std::optional<std::string> sessionId, bool isRegistered) {
-          return makeSnapshot(std::move(sessionId), isRegistered);
-        });
+    userSyncInstance =
+        std::make_unique<UserSync>(UserRepository(client(), transport), *properties, *clock, pool->executor(),
+                                   [this](std::optional<std::string> sessionId, bool isRegistered) {
+                                     return makeSnapshot(std::move(sessionId), isRegistered);
+                                   });
   }
   return *userSyncInstance;
 }

@@ -1,8 +1,4 @@
-// Foreground, background, the periodic flush, explicit flushes and shutdown.
-#include <asio/bind_cancellation_slot.hpp>
-#include <asio/co_spawn.hpp>
-#include <asio/io_context.hpp>
-
+// Foreground, background, explicit flushes and shutdown.
 #include "tarnwell/sdk/detail/facade_impl.h"
 
 namespace tarnwell {
@@ -51,30 +47,6 @@ asio::awaitable<void> Tarnwell::Impl::backgroundFlush() {
   co_await eventManager()->flushEvents(true);
   co_await telemetry().flush();
   endBackgroundTask();
-}
-
-void Tarnwell::Impl::startFlushTask() {
-  if (flushTaskSignal) {
-    flushTaskSignal->emit(asio::cancellation_type::terminal);
-  }
-  flushTaskSignal = std::make_unique<asio::cancellation_signal>();
-  asio::co_spawn(main->ioContext(), flushLoop(),
-                 asio::bind_cancellation_slot(flushTaskSignal->slot(), [](std::exception_ptr) {
-                   // Cancellation is how the loop ends; a flush never throws.
-                 }));
-}
-
-asio::awaitable<void> Tarnwell::Impl::flushLoop() {
-  for (;;) {
-    std::int64_t intervalMs = 0;
-    {
-      std::lock_guard lock(mutex);
-      intervalMs = runtimeConfig.events.flushIntervalMs;
-    }
-    // Read each round; never faster than once a second.
-    co_await detail::sleepFor(*clock, std::chrono::milliseconds(std::max<std::int64_t>(intervalMs, 1000)));
-    co_await eventManager()->flushEvents(false);
-  }
 }
 
 void Tarnwell::Impl::startFlushAll() {
@@ -138,9 +110,7 @@ bool Tarnwell::flushAndWait(std::chrono::milliseconds timeout) {
 
 void Tarnwell::shutdown() {
   impl_->runOnMain([impl = impl_.get()] {
-    if (impl->flushTaskSignal) {
-      impl->flushTaskSignal->emit(asio::cancellation_type::terminal);
-    }
+    impl->flushLoop->stop();
     impl->endSessionTracking();
     impl->startFlushAll();
     impl->state.set(SDKState::shutdown());

@@ -41,7 +41,7 @@ asio::awaitable<void> Tarnwell::Impl::startUp(TarnwellSDKConfig startConfig, Sta
   state.set(SDKState::ready());
   startSessionTracking();
   scheduleUserSync(std::chrono::milliseconds(0));
-  startFlushTask();
+  flushLoop->start(eventManager());
   co_await refreshAllContent();
   if (completion) completion(state.value());
 }

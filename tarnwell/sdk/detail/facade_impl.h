@@ -21,6 +21,7 @@
 
 #include "tarnwell/backend/detail/api_key_repository.h"
 #include "tarnwell/events/detail/behavioral_event_tracker.h"
+#include "tarnwell/events/detail/event_flush_loop.h"
 #include "tarnwell/events/detail/event_manager.h"
 #include "tarnwell/events/detail/runtime_telemetry_batcher.h"
 #include "tarnwell/flags/detail/feature_flag_manager.h"
@@ -108,8 +109,6 @@ struct Tarnwell::Impl {
   void flushInBackground();
   void endBackgroundTask();
   asio::awaitable<void> backgroundFlush();
-  void startFlushTask();
-  asio::awaitable<void> flushLoop();
   // A forced event flush then the telemetry flush, counted in flushesInFlight from the moment
   // it is asked for.
   void startFlushAll();
@@ -128,6 +127,8 @@ struct Tarnwell::Impl {
   std::unique_ptr<PropertyManager> properties;
   std::unique_ptr<SessionManager> sessions;
   Published<SDKState> state;
+  // Released in ~Impl while the main context, where its last sleep resumes, still exists.
+  std::unique_ptr<EventFlushLoop> flushLoop;
 
   // Written on the main context; read from any thread under the mutex.
   mutable std::mutex mutex;
@@ -145,7 +146,6 @@ struct Tarnwell::Impl {
   std::shared_ptr<FeatureFlagManager> featureFlagManagerInstance;
   RefreshStamps refreshStamps;
   TarnwellSDKConfig sdkConfig = legacyPlaceholderConfig();
-  std::unique_ptr<asio::cancellation_signal> flushTaskSignal;
   BackgroundTaskHost::TaskId backgroundFlushTaskId = BackgroundTaskHost::invalidTask;
 
   // Waited on by flushAndWait from the host's thread.
