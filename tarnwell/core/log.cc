@@ -1,5 +1,7 @@
 #include "tarnwell/core/log.h"
 
+#include "tarnwell/core/detail/log_scope.h"
+
 #include <cstdio>
 #include <mutex>
 #include <string>
@@ -16,6 +18,9 @@ LogSink& installedSink() {
   static LogSink sink;
   return sink;
 }
+
+// The sink of the SDK object whose work this thread is doing, if that object has one.
+thread_local const LogSink* scopedSink = nullptr;
 
 void emit(LogLevel level, std::string_view message, const std::string_view* errorText) noexcept {
   try {
@@ -36,7 +41,9 @@ void emit(LogLevel level, std::string_view message, const std::string_view* erro
       line.append(" :: ").append(*errorText);
     }
     std::lock_guard lock(sinkMutex());
-    if (auto& sink = installedSink()) {
+    if (scopedSink != nullptr) {
+      (*scopedSink)(level, line);
+    } else if (auto& sink = installedSink()) {
       sink(level, line);
     } else {
       line.push_back('\n');
@@ -49,6 +56,12 @@ void emit(LogLevel level, std::string_view message, const std::string_view* erro
 }
 
 }  // namespace
+
+LogScope::LogScope(const SharedLogSink& sink) noexcept : previous_(scopedSink) {
+  if (sink && *sink) scopedSink = sink.get();
+}
+
+LogScope::~LogScope() { scopedSink = previous_; }
 
 void setLogSink(LogSink sink) {
   std::lock_guard lock(sinkMutex());

@@ -3,7 +3,9 @@
 // The SDK's one logging channel: one line per call, with the prefixes "[Tarnwell][INFO] ",
 // "[Tarnwell][WARN] " and "[Tarnwell][ERROR] ". An error line is the prefix, the message, the
 // separator " :: " and the error's text. Lines go to standard output unless the host installs
-// a sink of its own.
+// a sink of its own: for one SDK object through HostOptions::logSink, which only that object's
+// lines reach, or for the whole process through setLogSink, which takes every line no object
+// claims.
 //
 //   tarnwell::setLogSink([](tarnwell::LogLevel, std::string_view line) { myLogger(line); });
 //   tarnwell::logWarn("Ignoring event " + name + " before SDK ready");
@@ -24,7 +26,7 @@ enum class LogLevel { info, warn, error };
 // thread that logged; calls are serialised, so a sink needs no lock of its own.
 using LogSink = std::function<void(LogLevel level, std::string_view line)>;
 
-// Replaces the sink; an empty function restores standard output.
+// Replaces the process's sink; an empty function restores standard output.
 TARNWELL_API void setLogSink(LogSink sink);
 
 TARNWELL_API void logInfo(std::string_view message) noexcept;

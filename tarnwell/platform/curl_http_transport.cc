@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include <tarnwell/core/log.h>
+#include "tarnwell/core/detail/log_scope.h"
 #include "tarnwell/platform/detail/curl_exchange.h"
 
 namespace tarnwell {
@@ -142,6 +142,8 @@ class CurlEngine final : public std::enable_shared_from_this<CurlEngine> {
 
  private:
   void run() {
+    const SharedLogSink logSink = std::make_shared<const LogSink>(options_.logSink);
+    const LogScope scope(logSink);
     std::vector<std::shared_ptr<CurlTransfer>> arrived;
     for (;;) {
       bool stopping = false;

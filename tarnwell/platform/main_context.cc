@@ -10,18 +10,20 @@
 #include <optional>
 #include <thread>
 
-#include "tarnwell/core/log.h"
+#include "tarnwell/core/detail/log_scope.h"
 #include "tarnwell/core/timestamp.h"
 
 namespace tarnwell {
 
 struct MainContext::Impl {
-  explicit Impl(Mode mode) : mode(mode), guard(asio::make_work_guard(io)) {}
+  Impl(Mode mode, LogSink logSink)
+      : mode(mode), logSink(std::make_shared<const LogSink>(std::move(logSink))), guard(asio::make_work_guard(io)) {}
 
   // Runs `step` until it returns without an exception: work that throws must not stop the
-  // context for everything queued behind it.
+  // context for everything queued behind it. The work logs to the context's sink.
   template <typename Step>
   std::size_t runGuarded(Step step) {
+    const LogScope scope(logSink);
     std::size_t total = 0;
     for (;;) {
       try {
@@ -37,13 +39,14 @@ struct MainContext::Impl {
   }
 
   Mode mode;
+  SharedLogSink logSink;
   std::atomic<bool> stopped{false};
   asio::io_context io{1};
   asio::executor_work_guard<asio::io_context::executor_type> guard;
   std::thread thread;
 };
 
-MainContext::MainContext(Mode mode) : impl_(std::make_unique<Impl>(mode)) {
+MainContext::MainContext(Mode mode, LogSink logSink) : impl_(std::make_unique<Impl>(mode, std::move(logSink))) {
   if (mode == Mode::ownThread) {
     impl_->thread = std::thread([impl = impl_.get()] { impl->runGuarded([&] { return impl->io.run(); }); });
   }

@@ -23,6 +23,7 @@
 #include <functional>
 #include <memory>
 
+#include <tarnwell/core/log.h>
 #include <tarnwell/export.h>
 
 namespace asio {
@@ -35,7 +36,9 @@ class TARNWELL_API MainContext {
  public:
   enum class Mode { ownThread, hostPumped };
 
-  explicit MainContext(Mode mode = Mode::ownThread);
+  // The context's work logs to `logSink` when one is given (an SDK object's own sink), else to
+  // the process's sink.
+  explicit MainContext(Mode mode = Mode::ownThread, LogSink logSink = {});
   // Stops the context; in ownThread mode joins its thread. Work still queued is dropped.
   ~MainContext();
   // Stops running work (joining the own thread) but keeps the context alive, so that late

@@ -12,17 +12,19 @@
 namespace tarnwell {
 
 Tarnwell::Impl::Impl(HostOptions options)
-    : main(std::make_unique<MainContext>(options.mainContextMode)),
+    : logSink(std::make_shared<const LogSink>(std::move(options.logSink))),
+      main(std::make_unique<MainContext>(options.mainContextMode, *logSink)),
       clock(std::make_shared<detail::ClosableClock>(options.clock ? std::move(options.clock) : systemClock())),
       store(options.store ? std::move(options.store)
                           : std::shared_ptr<KeyValueStore>(openKeyValueStore(
                                 options.storePath.empty() ? defaultKeyValueStorePath() : options.storePath))),
-      transport(std::make_shared<detail::ClosableTransport>(options.transport ? std::move(options.transport)
-                                                                              : std::make_shared<CurlHttpTransport>())),
+      transport(std::make_shared<detail::ClosableTransport>(
+          options.transport ? std::move(options.transport)
+                            : std::make_shared<CurlHttpTransport>(CurlHttpTransport::Options{.logSink = *logSink}))),
       backgroundTasks(options.backgroundTasks ? std::move(options.backgroundTasks)
                                               : std::make_shared<NullBackgroundTaskHost>()),
       uuids(options.uuidSeed ? std::make_unique<UuidGenerator>(*options.uuidSeed) : std::make_unique<UuidGenerator>()),
-      pool(std::make_unique<detail::WorkerPool>()),
+      pool(std::make_unique<detail::WorkerPool>(2, *logSink)),
       appInfo(options.appInfo ? options.appInfo() : readProcessAppInfo()),
       deviceInfo(options.deviceInfo ? std::move(options.deviceInfo) : DeviceInfoProvider(readSystemDeviceInfo)),
       // Construction reads the stored identifiers and nothing else.
@@ -186,14 +188,18 @@ Tarnwell& Tarnwell::shared() {
   return *instance;
 }
 
+// Construction and teardown run on the host's thread: their lines go to this object's sink too.
 Tarnwell::Tarnwell(HostOptions options) {
-  if (options.logSink) {
-    setLogSink(std::move(options.logSink));
-  }
+  const SharedLogSink sink = std::make_shared<const LogSink>(options.logSink);
+  const LogScope scope(sink);
   impl_ = std::make_unique<Impl>(std::move(options));
 }
 
-Tarnwell::~Tarnwell() = default;
+Tarnwell::~Tarnwell() {
+  const SharedLogSink sink = impl_->logSink;
+  const LogScope scope(sink);
+  impl_.reset();
+}
 
 // ---- Reads ---------------------------------------------------------------------------------
 

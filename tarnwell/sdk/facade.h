@@ -65,7 +65,8 @@ struct HostOptions {
   // Default: readProcessAppInfo() / readSystemDeviceInfo.
   AppInfoProvider appInfo{};
   DeviceInfoProvider deviceInfo{};
-  // Default: standard output.
+  // Where this object's log lines go, from every thread it runs and every call it takes; no other
+  // object's lines reach it. Default: the process's sink (setLogSink), else standard output.
   LogSink logSink{};
   // Seeds identifier minting, for reproducible tests. Default: random.
   std::optional<std::uint64_t> uuidSeed{};

@@ -25,18 +25,21 @@
 #include <asio/co_spawn.hpp>
 #include <asio/dispatch.hpp>
 #include <asio/executor_work_guard.hpp>
+#include <asio/io_context.hpp>
 #include <asio/post.hpp>
 #include <asio/strand.hpp>
-#include <asio/thread_pool.hpp>
 #include <asio/use_awaitable.hpp>
 
 #include <atomic>
 #include <chrono>
 #include <memory>
 #include <system_error>
+#include <thread>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
+#include "tarnwell/core/detail/log_scope.h"
 #include "tarnwell/platform/clock.h"
 #include "tarnwell/platform/http_transport.h"
 
@@ -123,17 +126,32 @@ asio::awaitable<std::invoke_result_t<Work&>> callOn(Executor executor, Work work
 
 // The shared pool for CPU work that must stay off the main context, such as decoding a large
 // content document.
+// Its threads log to `logSink` when one is given (the owning SDK object's), else to the
+// process's sink.
 class WorkerPool {
  public:
-  explicit WorkerPool(std::size_t threads = 2) : pool_(threads) {}
-  ~WorkerPool() { pool_.join(); }
+  explicit WorkerPool(std::size_t threads = 2, LogSink logSink = {})
+      : logSink_(std::make_shared<const LogSink>(std::move(logSink))), guard_(asio::make_work_guard(io_)) {
+    for (std::size_t i = 0; i < threads; ++i) {
+      threads_.emplace_back([this] {
+        const LogScope scope(logSink_);
+        io_.run();
+      });
+    }
+  }
+  ~WorkerPool() { join(); }
 
   // Waits until every piece of work posted to the pool, and all it led to, has finished.
-  void join() { pool_.join(); }
+  void join() {
+    guard_.reset();
+    for (std::thread& thread : threads_) {
+      if (thread.joinable()) thread.join();
+    }
+  }
   WorkerPool(const WorkerPool&) = delete;
   WorkerPool& operator=(const WorkerPool&) = delete;
 
-  asio::thread_pool::executor_type executor() noexcept { return pool_.get_executor(); }
+  asio::io_context::executor_type executor() noexcept { return io_.get_executor(); }
 
   // Runs `fn` on a pool thread; the caller resumes on its own executor with the result.
   template <typename Fn>
@@ -142,11 +160,14 @@ class WorkerPool {
     // The work is bound to a local first: g++ 12 destroys a temporary inside a co_await
     // expression twice, which frees whatever the callable owns too early.
     auto work = [fn = std::move(fn)]() mutable -> asio::awaitable<Result> { co_return fn(); };
-    co_return co_await asio::co_spawn(pool_.get_executor(), std::move(work), asio::use_awaitable);
+    co_return co_await asio::co_spawn(io_.get_executor(), std::move(work), asio::use_awaitable);
   }
 
  private:
-  asio::thread_pool pool_;
+  SharedLogSink logSink_;
+  asio::io_context io_;
+  asio::executor_work_guard<asio::io_context::executor_type> guard_;
+  std::vector<std::thread> threads_;
 };
 
 }  // namespace tarnwell::detail

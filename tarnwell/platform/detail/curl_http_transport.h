@@ -27,6 +27,7 @@
 #include <memory>
 #include <string>
 
+#include <tarnwell/core/log.h>
 #include <tarnwell/platform/http_transport.h>
 #include <tarnwell/version.h>
 
@@ -42,6 +43,8 @@ class CurlHttpTransport final : public HttpTransport {
     std::size_t maxResponseBytes = 16 << 20;
     // Sent unless the request carries a User-Agent header of its own.
     std::string userAgent = "TarnwellSdk/" TARNWELL_VERSION_STRING;
+    // The I/O thread logs here when given (the owning SDK object's sink), else to the process's sink.
+    LogSink logSink{};
   };
 
   CurlHttpTransport();

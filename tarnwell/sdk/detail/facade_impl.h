@@ -20,6 +20,7 @@
 #include <optional>
 
 #include "tarnwell/backend/detail/api_key_repository.h"
+#include "tarnwell/core/detail/log_scope.h"
 #include "tarnwell/events/detail/behavioral_event_tracker.h"
 #include "tarnwell/events/detail/event_flush_loop.h"
 #include "tarnwell/events/detail/event_manager.h"
@@ -114,6 +115,8 @@ struct Tarnwell::Impl {
   void startFlushAll();
   asio::awaitable<void> flushAll();
 
+  // HostOptions::logSink (empty: the process's sink), in force on every thread of this object.
+  SharedLogSink logSink;
   std::unique_ptr<MainContext> main;
   // The host's clock and transport, wrapped so teardown can end all the SDK started on them.
   std::shared_ptr<detail::ClosableClock> clock;
