@@ -16,6 +16,7 @@
 #include "tarnwell/platform/memory_key_value_store.h"
 #include "tarnwell/sdk/facade.h"
 #include "tarnwell/testing/scripted_http_transport.h"
+#include "tests/support/scripted_gateway.h"
 #include "tools/cli/command_host.h"
 
 namespace tarnwell::cli::testing {
@@ -24,13 +25,6 @@ inline constexpr std::string_view kGoodBootstrap =
     R"({"ok":true,"data":{"config":{"organizationId":"org_1","projectId":"prj_1","appId":"app_1","teamId":"team_1",)"
     R"("apiKeyId":"key_1","environment":"stage"},"sessionToken":"tok_1"}})";
 inline constexpr std::string_view kRejectedKey = R"({"ok":false,"error":"Invalid API key"})";
-
-inline HttpResponse reply(std::string_view body) {
-  HttpResponse response;
-  response.status = 200;
-  response.body = std::string(body);
-  return response;
-}
 
 inline TarnwellSDKConfig testConfig() {
   TarnwellSDKConfig config;

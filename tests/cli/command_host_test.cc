@@ -13,9 +13,9 @@
 namespace tarnwell::cli {
 namespace {
 
+using tarnwell::testing::httpResponse;
 using testing::kGoodBootstrap;
 using testing::kRejectedKey;
-using testing::reply;
 using Lines = std::vector<std::string>;
 
 constexpr std::uint64_t kUuidSeed = 21;
@@ -39,7 +39,7 @@ struct CommandHostTest : testing::CommandHostFixture {
 
 TEST_F(CommandHostTest, InitAfterARejectedKeyReportsTheErrorStateWithItsText) {
   start();
-  transport->enqueue(reply(kRejectedKey));
+  transport->enqueue(tarnwell::testing::httpResponse(kRejectedKey));
   EXPECT_EQ(run({"init", "state"}), (Lines{R"({"cmd":"init","state":"error","error":"Invalid API key"})",
                                            R"({"cmd":"state","state":"error","error":"Invalid API key"})"}));
 }
@@ -51,12 +51,12 @@ TEST_F(CommandHostTest, InitGivesUpWhenNoCompletionComesWithinTheWaitLimit) {
                                            R"({"cmd":"state","state":"initializing"})"}));
   // Answer the bootstrap that is still out, so the SDK is not torn down in the middle of it.
   while (transport->pendingCount() == 0) std::this_thread::yield();
-  EXPECT_EQ(transport->completeAll(reply(kGoodBootstrap)), 1u);
+  EXPECT_EQ(transport->completeAll(tarnwell::testing::httpResponse(kGoodBootstrap)), 1u);
 }
 
 TEST_F(CommandHostTest, PropertyCommandsTakeOneJSONValueAfterTheKey) {
   start();
-  transport->enqueue(reply(kGoodBootstrap));
+  transport->enqueue(tarnwell::testing::httpResponse(kGoodBootstrap));
   run({"init"});
   EXPECT_EQ(run({R"(set-user-property plan "pro")", R"(set-user-property seats {"count": 3, "tags": ["a b"]})",
                  R"(set-device-property device_id "dev-9")", "debug"}),
@@ -70,7 +70,7 @@ TEST_F(CommandHostTest, PropertyCommandsRejectAMissingKeyOrValueAndSetNothing) {
       R"({"cmd":"set-device-property","error":"bad JSON value: Unable to parse JSON: The JSON document has an )"
       R"(improper structure: missing or superfluous commas, braces, missing keys, etc."})";
   start();
-  transport->enqueue(reply(kGoodBootstrap));
+  transport->enqueue(tarnwell::testing::httpResponse(kGoodBootstrap));
   run({"init"});
   EXPECT_EQ(run({"set-user-property", "set-device-property device_id", "set-device-property device_id dev-7",
                  R"(set-device-property device_id "dev-7" "dev-8")", "debug"}),
@@ -115,7 +115,7 @@ TEST_F(CommandHostTest, RunStopsReadingAtQuitOrTheEndOfTheInputAndShutsTheSdkDow
 
   out.str("");
   start();
-  transport->enqueue(reply(kGoodBootstrap));
+  transport->enqueue(tarnwell::testing::httpResponse(kGoodBootstrap));
   std::istringstream ending("init\n\n# done\n");
   EXPECT_EQ(host->run(ending), 0);
   EXPECT_EQ(out.str(), "{\"cmd\":\"init\",\"state\":\"ready\"}\n");
@@ -127,7 +127,7 @@ struct CommandHostModeTest : CommandHostTest, ::testing::WithParamInterface<Main
 
 TEST_P(CommandHostModeTest, InitAndShutdownReportTheStateTheyWaitedFor) {
   start(GetParam());
-  transport->enqueue(reply(kGoodBootstrap));
+  transport->enqueue(tarnwell::testing::httpResponse(kGoodBootstrap));
   EXPECT_EQ(
       run({"init", "state", "sleep 1", "shutdown", "state"}),
       (Lines{R"({"cmd":"init","state":"ready"})", R"({"cmd":"state","state":"ready"})", R"({"cmd":"sleep","ok":true})",

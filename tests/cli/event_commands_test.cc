@@ -12,9 +12,10 @@ struct EventCommandsTest : testing::CommandHostFixture {
   void SetUp() override {
     transport->setResponder([](const HttpRequest& request) -> HttpResult {
       const std::optional<std::string> action = testing::gatewayInput(request)["action"].stringValue();
-      if (action == "bootstrap") return testing::reply(testing::kGoodBootstrap);
-      if (action == "identify_user") return testing::reply(R"({"ok":true,"data":{"profileId":"prf-server"}})");
-      return testing::reply(R"({"ok":true,"data":{}})");
+      if (action == "bootstrap") return tarnwell::testing::httpResponse(testing::kGoodBootstrap);
+      if (action == "identify_user")
+        return tarnwell::testing::httpResponse(R"({"ok":true,"data":{"profileId":"prf-server"}})");
+      return tarnwell::testing::httpResponse(R"({"ok":true,"data":{}})");
     });
     startHost(testing::scriptedHostOptions(transport));
     host->execute("init");

@@ -25,12 +25,12 @@ struct FlagCommandsTest : testing::CommandHostFixture {
   void SetUp() override {
     transport->setResponder([this](const HttpRequest& request) -> HttpResult {
       const std::optional<std::string> action = testing::gatewayInput(request)["action"].stringValue();
-      if (action == "bootstrap") return testing::reply(testing::kGoodBootstrap);
+      if (action == "bootstrap") return tarnwell::testing::httpResponse(testing::kGoodBootstrap);
       if (action == "get_runtime_bundle") {
         ++bundleRequests;
-        return testing::reply(kBundle);
+        return tarnwell::testing::httpResponse(kBundle);
       }
-      return testing::reply(R"({"ok":true,"data":{}})");
+      return tarnwell::testing::httpResponse(R"({"ok":true,"data":{}})");
     });
     startHost(testing::scriptedHostOptions(transport));
   }

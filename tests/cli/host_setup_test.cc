@@ -15,7 +15,7 @@
 namespace tarnwell::cli {
 namespace {
 
-using testing::reply;
+using tarnwell::testing::httpResponse;
 using Arguments = std::vector<std::string_view>;
 
 struct HostSetupTest : ::testing::Test {
@@ -107,7 +107,7 @@ TEST_F(HostProcessTest, AnUnusableSetupExitsWithStatusTwoAndSaysWhyOnStandardErr
 TEST_F(HostProcessTest, RunsTheScriptFileAgainstTheOverriddenEndpoint) {
   write(dir.file("run.txt"), "init\nquit\n");
   input.str("debug\n");
-  transport->enqueue(reply(testing::kGoodBootstrap));
+  transport->enqueue(tarnwell::testing::httpResponse(testing::kGoodBootstrap));
   HostOptions host = options();
   host.store = testing::storeWithKnownUser();
   EXPECT_EQ(runProcess({"--config", configPath, "--endpoint", "http://127.0.0.1:9/v1", "--script", dir.file("run.txt")},

@@ -18,6 +18,7 @@
 #include "tarnwell/testing/log_recorder.h"
 #include "tarnwell/testing/scripted_http_transport.h"
 #include "tarnwell/testing/virtual_clock.h"
+#include "tests/support/scripted_gateway.h"
 
 namespace tarnwell::testing {
 
@@ -39,13 +40,6 @@ inline std::vector<std::string> numberedNames(int count, const std::string& pref
   std::vector<std::string> names;
   for (int i = 0; i < count; ++i) names.push_back(prefix + std::to_string(i));
   return names;
-}
-
-inline HttpResponse gatewayReply(std::string body) {
-  HttpResponse response;
-  response.status = 200;
-  response.body = std::move(body);
-  return response;
 }
 
 struct EventManagerTest : ::testing::Test {
@@ -98,7 +92,7 @@ struct EventManagerTest : ::testing::Test {
 
   void answerAll(bool success) {
     transport->setResponder([success](const HttpRequest&) -> HttpResult {
-      if (success) return gatewayReply(R"({"ok":true,"data":{"success":true}})");
+      if (success) return testing::httpResponse(R"({"ok":true,"data":{"success":true}})");
       return TransportError{TransportErrorCode::network, "offline"};
     });
   }

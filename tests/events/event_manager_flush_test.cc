@@ -49,7 +49,7 @@ TEST_F(EventFlushTest, AFailedSendPutsTheBatchBackAtTheFrontInOrder) {
                               "[Tarnwell][ERROR] Failed to submit events :: TransportFailure(network: offline)"});
 
   // A forced drain that fails part-way keeps what was sent and puts back the failed batch.
-  transport->enqueue(testing::gatewayReply(R"({"ok":true})"));
+  transport->enqueue(testing::httpResponse(R"({"ok":true})"));
   EXPECT_FALSE(flush(true));
   EXPECT_EQ(sentNames(), (Batches{{"e0", "e1"}, {"e0", "e1"}, {"e2", "e3"}}));
   EXPECT_EQ(storedText(), arrayOf({"e2", "e3", "e4"}));
@@ -132,7 +132,7 @@ TEST_F(EventFlushTest, ASuccessfulSendKeepsWhatArrivedMeanwhile) {
   track("n0");
   transport->holdResponses(false);
   answerAll(true);
-  transport->completeNext(testing::gatewayReply(R"({"ok":true})"));
+  transport->completeNext(testing::httpResponse(R"({"ok":true})"));
   main.poll();
   EXPECT_TRUE(sending.get());
   // The forced flush went on with what remained, the newcomer included.

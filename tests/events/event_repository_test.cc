@@ -8,16 +8,10 @@
 #include "tarnwell/testing/scripted_http_transport.h"
 #include "tarnwell/testing/virtual_clock.h"
 #include "tests/support/run_sync.h"
+#include "tests/support/scripted_gateway.h"
 
 namespace tarnwell {
 namespace {
-
-HttpResponse reply(int status, std::string body) {
-  HttpResponse response;
-  response.status = status;
-  response.body = std::move(body);
-  return response;
-}
 
 EventRecord outgoingEvent(std::string name = "checkout") {
   EventRecord record;
@@ -53,7 +47,7 @@ struct EventRepositoryTest : ::testing::Test {
 
 TEST_F(EventRepositoryTest, SendsOneBatchWithTheThirteenKeysExactly) {
   client->setGatewaySessionToken("tok");
-  transport->enqueue(reply(200, R"({"ok":true,"data":{"success":true}})"));
+  transport->enqueue(testing::httpResponse(R"({"ok":true,"data":{"success":true}})"));
   clock.advance(std::chrono::milliseconds(1500));
   EventRecord second = outgoingEvent("signup");
   second.sessionId.reset();
@@ -87,7 +81,7 @@ TEST_F(EventRepositoryTest, SendsOneBatchWithTheThirteenKeysExactly) {
 }
 
 TEST_F(EventRepositoryTest, AResentEventGetsAFreshIdAndTheNewSendTime) {
-  transport->setResponder([](const HttpRequest&) { return reply(200, R"({"ok":true})"); });
+  transport->setResponder([](const HttpRequest&) { return testing::httpResponse(R"({"ok":true})"); });
   EXPECT_TRUE(submit({outgoingEvent()}));
   clock.advance(std::chrono::minutes(5));
   EXPECT_TRUE(submit({outgoingEvent()}));
@@ -148,20 +142,20 @@ TEST_F(EventRepositoryTest, ReadsTheAnswerByTheSuccessRule) {
                                                  {R"({"ok":true,"data":{"success":false}})", false},
                                                  {R"({"ok":true,"data":{"success":"0"}})", false},
                                                  {R"({"ok":true,"data":{"success":1}})", true}}) {
-    transport->enqueue(reply(200, data));
+    transport->enqueue(testing::httpResponse(data, 200));
     EXPECT_EQ(submit({outgoingEvent()}), expected) << data;
   }
   EXPECT_TRUE(logs.lines().empty());
 }
 
 TEST_F(EventRepositoryTest, FailuresAreLoggedAndAnsweredFalse) {
-  transport->enqueue(reply(500, "oops"));
+  transport->enqueue(testing::httpResponse("oops", 500));
   EXPECT_FALSE(submit({outgoingEvent()}));
-  transport->enqueue(reply(200, R"({"ok":false,"error":"Invalid session"})"));
+  transport->enqueue(testing::httpResponse(R"({"ok":false,"error":"Invalid session"})"));
   EXPECT_FALSE(submit({outgoingEvent()}));
   transport->enqueue(TransportError{TransportErrorCode::cannotConnect, "Connection refused"});
   EXPECT_FALSE(submit({outgoingEvent()}));
-  transport->enqueue(reply(200, "not json"));
+  transport->enqueue(testing::httpResponse("not json", 200));
   EXPECT_FALSE(submit({outgoingEvent()}));
   const std::vector<std::string> lines = logs.lines();
   ASSERT_EQ(lines.size(), 4u);

@@ -103,7 +103,8 @@ TEST_F(RuntimeTelemetryBatchingTest, FlushReachesOnlyTheCurrentTenantsQueue) {
 }
 
 TEST_F(RuntimeTelemetryBatchingTest, AnAnswerOfFailureStillEndsTheBatch) {
-  transport->setResponder([](const HttpRequest&) { return gatewayAnswer(R"({"ok":true,"data":{"success":false}})"); });
+  transport->setResponder(
+      [](const HttpRequest&) { return testing::httpResponse(R"({"ok":true,"data":{"success":false}})"); });
   track(1, 2);
   flush();
   flush();
@@ -133,7 +134,7 @@ TEST_F(RuntimeTelemetryBatchingTest, FailedFlushOfFortyKeepsTheNewestOfTheBatchI
 }
 
 TEST_F(RuntimeTelemetryBatchingTest, FailedFlushSchedulesNothingAndTheNextItemRetriesTheBatch) {
-  transport->enqueue(gatewayAnswer(R"({"ok":false,"error":"Invalid session"})"));
+  transport->enqueue(testing::httpResponse(R"({"ok":false,"error":"Invalid session"})"));
   track(1, 3);
   advance(seconds(120));
   ASSERT_EQ(sentCount(), 1u);

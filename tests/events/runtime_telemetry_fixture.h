@@ -19,6 +19,7 @@
 #include "tarnwell/testing/log_recorder.h"
 #include "tarnwell/testing/scripted_http_transport.h"
 #include "tarnwell/testing/virtual_clock.h"
+#include "tests/support/scripted_gateway.h"
 
 namespace tarnwell::testing {
 
@@ -40,13 +41,6 @@ inline std::string itemsJson(int first, int last) {
   return out + "]";
 }
 
-inline HttpResponse gatewayAnswer(std::string envelope) {
-  HttpResponse response;
-  response.status = 200;
-  response.body = std::move(envelope);
-  return response;
-}
-
 struct RuntimeTelemetryTest : ::testing::Test {
   MainContext main{MainContext::Mode::hostPumped};
   testing::VirtualClock clock;
@@ -63,7 +57,8 @@ struct RuntimeTelemetryTest : ::testing::Test {
     client->setTeamId("t1");
     client->setEnvironment("stage");
     client->setGatewaySessionToken("tok");
-    transport->setResponder([](const HttpRequest&) { return gatewayAnswer(R"({"ok":true,"data":{"success":true}})"); });
+    transport->setResponder(
+        [](const HttpRequest&) { return testing::httpResponse(R"({"ok":true,"data":{"success":true}})"); });
   }
 
   void settle() { main.poll(); }

@@ -7,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#include "tests/support/scripted_gateway.h"
 #include "tests/support/transfer_outcome.h"
 
 namespace tarnwell {
@@ -23,16 +24,9 @@ HttpRequest requestTo(std::string url, std::string body = "{}") {
   return request;
 }
 
-HttpResponse okWith(std::string body) {
-  HttpResponse response;
-  response.status = 200;
-  response.body = std::move(body);
-  return response;
-}
-
 TEST(ScriptedHttpTransportTest, AnswersFromTheScriptInOrderThenFailsWhenItRunsOut) {
   testing::ScriptedHttpTransport transport;
-  transport.enqueue(okWith("first"));
+  transport.enqueue(testing::httpResponse("first"));
   transport.enqueue(TransportError{TransportErrorCode::timedOut, "slow"});
   transport.enqueue(HttpResponse{.status = 500, .headers = {{"Retry-After", "3"}}, .body = "third"});
 
@@ -56,10 +50,10 @@ TEST(ScriptedHttpTransportTest, AnswersFromTheScriptInOrderThenFailsWhenItRunsOu
 
 TEST(ScriptedHttpTransportTest, AsksTheResponderOnlyWhenTheScriptIsEmpty) {
   testing::ScriptedHttpTransport transport;
-  transport.enqueue(okWith("scripted"));
+  transport.enqueue(testing::httpResponse("scripted"));
   transport.setResponder([&](const HttpRequest& request) -> HttpResult {
     // The transport's lock is not held here, so the responder may look at it.
-    return okWith("echo " + request.body + " #" + std::to_string(transport.requests().size()));
+    return testing::httpResponse("echo " + request.body + " #" + std::to_string(transport.requests().size()));
   });
   Outcome first, second, third;
   transport.post(requestTo("https://gw/f", "a"), first.callback());
@@ -74,7 +68,7 @@ TEST(ScriptedHttpTransportTest, AsksTheResponderOnlyWhenTheScriptIsEmpty) {
 
 TEST(ScriptedHttpTransportTest, HeldRequestsWaitForTheTestToCompleteThemOldestFirst) {
   testing::ScriptedHttpTransport transport;
-  transport.enqueue(okWith("not used while held"));
+  transport.enqueue(testing::httpResponse("not used while held"));
   transport.holdResponses(true);
   Outcome first, second, third;
   transport.post(requestTo("https://gw/1"), first.callback());
@@ -83,7 +77,7 @@ TEST(ScriptedHttpTransportTest, HeldRequestsWaitForTheTestToCompleteThemOldestFi
   EXPECT_FALSE(first.isDone());
   EXPECT_EQ(transport.pendingCount(), 3u);
 
-  EXPECT_TRUE(transport.completeNext(okWith("one")));
+  EXPECT_TRUE(transport.completeNext(testing::httpResponse("one")));
   EXPECT_EQ(responseOf(first.get()).body, "one");
   EXPECT_FALSE(second.isDone());
   EXPECT_EQ(transport.pendingCount(), 2u);
@@ -91,8 +85,8 @@ TEST(ScriptedHttpTransportTest, HeldRequestsWaitForTheTestToCompleteThemOldestFi
   EXPECT_EQ(transport.completeAll(TransportError{TransportErrorCode::cannotConnect, "down"}), 2u);
   EXPECT_EQ(errorOf(second.get()).message, "down");
   EXPECT_EQ(errorOf(third.get()).code, TransportErrorCode::cannotConnect);
-  EXPECT_FALSE(transport.completeNext(okWith("nobody waits")));
-  EXPECT_EQ(transport.completeAll(okWith("nobody waits")), 0u);
+  EXPECT_FALSE(transport.completeNext(testing::httpResponse("nobody waits")));
+  EXPECT_EQ(transport.completeAll(testing::httpResponse("nobody waits")), 0u);
 
   transport.holdResponses(false);
   Outcome fourth;
@@ -113,7 +107,7 @@ TEST(ScriptedHttpTransportTest, CancellingAPendingTransferCompletesItOnceWithCan
   EXPECT_EQ(cancelled.message, "transfer cancelled");
   EXPECT_EQ(transport.pendingCount(), 1u);
 
-  EXPECT_TRUE(transport.completeNext(okWith("two")));  // the cancelled one is skipped
+  EXPECT_TRUE(transport.completeNext(testing::httpResponse("two")));  // the cancelled one is skipped
   EXPECT_EQ(responseOf(second.get()).body, "two");
   firstTransfer->cancel();
   secondTransfer->cancel();

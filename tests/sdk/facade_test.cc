@@ -6,6 +6,7 @@
 #include "tarnwell/testing/log_recorder.h"
 #include "tarnwell/testing/scripted_http_transport.h"
 #include "tests/support/scratch_dir.h"
+#include "tests/support/scripted_gateway.h"
 
 #include <fstream>
 
@@ -15,13 +16,6 @@ namespace {
 constexpr std::string_view kGoodBootstrap =
     R"({"ok":true,"data":{"config":{"organizationId":"org_1","projectId":"prj_1","appId":"app_1","teamId":"team_1",)"
     R"("apiKeyId":"key_1","environment":"stage"},"sessionToken":"tok_1"}})";
-
-HttpResponse reply(std::string_view body, int status = 200) {
-  HttpResponse response;
-  response.status = status;
-  response.body = std::string(body);
-  return response;
-}
 
 TarnwellSDKConfig testConfig(std::string endpoint = "https://gateway.test/v1") {
   TarnwellSDKConfig config;
@@ -66,7 +60,7 @@ struct TarnwellTest : ::testing::Test {
 };
 
 TEST_F(TarnwellTest, StartUpReachesReadyWithTheTenantAndCallsTheCompletionOnce) {
-  transport->enqueue(reply(kGoodBootstrap));
+  transport->enqueue(testing::httpResponse(kGoodBootstrap));
   std::vector<SDKState> seen;
   Subscription subscription = sdk.subscribeState([&](const SDKState& state) { seen.push_back(state); });
   EXPECT_EQ(sdk.getState(), SDKState::notInitialized());
@@ -92,19 +86,19 @@ TEST_F(TarnwellTest, SecondInitializeWhileStartingOnlyReportsInitializing) {
   sdk.initialize(testConfig(), record());
   sdk.mainContext().runFor(std::chrono::seconds(30), [&] { return transport->pendingCount() == 1; });
   ASSERT_EQ(completions, std::vector<SDKState>{SDKState::initializing()});
-  transport->completeNext(reply(kGoodBootstrap));
+  transport->completeNext(testing::httpResponse(kGoodBootstrap));
   // The start-up then waits for its content: let the held bundle request and the rest through.
   sdk.mainContext().runFor(std::chrono::seconds(30), [&] { return actionCount("get_runtime_bundle") == 1; });
   transport->holdResponses(false);
-  transport->setResponder([](const HttpRequest&) { return reply(R"({"ok":true,"data":{}})"); });
-  transport->completeAll(reply(R"({"ok":true,"data":{}})"));
+  transport->setResponder([](const HttpRequest&) { return testing::httpResponse(R"({"ok":true,"data":{}})"); });
+  transport->completeAll(testing::httpResponse(R"({"ok":true,"data":{}})"));
   settle(2);
   EXPECT_EQ(completions.back(), SDKState::ready());
   EXPECT_EQ(bootstrapCount(), 1u);
 }
 
 TEST_F(TarnwellTest, InitializeOnAReadySdkBootstrapsAgain) {
-  transport->setResponder([](const HttpRequest&) { return reply(kGoodBootstrap); });
+  transport->setResponder([](const HttpRequest&) { return testing::httpResponse(kGoodBootstrap); });
   sdk.initialize(testConfig(), record());
   settle(1);
   std::vector<SDKState> seen;
@@ -117,7 +111,7 @@ TEST_F(TarnwellTest, InitializeOnAReadySdkBootstrapsAgain) {
 }
 
 TEST_F(TarnwellTest, BootstrapFailureGivesErrorWithTheBackendsWordsAndALogLine) {
-  transport->enqueue(reply(R"({"ok":false,"error":"Invalid API key"})"));
+  transport->enqueue(testing::httpResponse(R"({"ok":false,"error":"Invalid API key"})"));
   sdk.initialize(testConfig(), record());
   settle(1);
   EXPECT_EQ(completions, std::vector<SDKState>{SDKState::error("Invalid API key")});
@@ -127,7 +121,7 @@ TEST_F(TarnwellTest, BootstrapFailureGivesErrorWithTheBackendsWordsAndALogLine) 
 }
 
 TEST_F(TarnwellTest, HttpAndEndpointFailuresUseTheirDescriptions) {
-  transport->enqueue(reply("not found", 404));
+  transport->enqueue(testing::httpResponse("not found", 404));
   sdk.initialize(testConfig(), record());
   settle(1);
   EXPECT_EQ(completions.back(), SDKState::error("The Appwrite gateway request failed with HTTP status 404."));
@@ -152,14 +146,14 @@ TEST_F(TarnwellTest, UnreadableConfigurationsGoToErrorWithoutALogLine) {
   EXPECT_EQ(bootstrapCount(), 0u);
 
   std::ofstream(bundle.file("tarnwell.json")) << testConfig().encode().encode();
-  transport->enqueue(reply(kGoodBootstrap));
+  transport->enqueue(testing::httpResponse(kGoodBootstrap));
   sdk.initializeFromFile("tarnwell.txt", bundle.path(), record());
   settle(3);
   EXPECT_EQ(completions.back(), SDKState::ready());
 }
 
 TEST_F(TarnwellTest, ApiKeyFormUsesTheBuiltInBackend) {
-  transport->enqueue(reply(kGoodBootstrap));
+  transport->enqueue(testing::httpResponse(kGoodBootstrap));
   sdk.initialize("tw_key", Environment::debug, record());
   settle(1);
   const HttpRequest request = transport->requests().at(0);

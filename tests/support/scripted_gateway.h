@@ -10,20 +10,22 @@
 
 namespace tarnwell::testing {
 
+// An HTTP answer with `body` and `status`.
+inline HttpResponse httpResponse(std::string_view body, int status = 200) {
+  HttpResponse response;
+  response.status = status;
+  response.body = std::string(body);
+  return response;
+}
+
 // Queues one successful gateway reply: {"ok":true,"data":<data>}.
 inline void answerData(testing::ScriptedHttpTransport& transport, std::string_view data) {
-  HttpResponse response;
-  response.status = 200;
-  response.body = R"({"ok":true,"data":)" + std::string(data) + "}";
-  transport.enqueue(response);
+  transport.enqueue(httpResponse(R"({"ok":true,"data":)" + std::string(data) + "}"));
 }
 
 // Queues one failed HTTP exchange with `status`.
 inline void answerStatus(testing::ScriptedHttpTransport& transport, int status) {
-  HttpResponse response;
-  response.status = status;
-  response.body = "unavailable";
-  transport.enqueue(response);
+  transport.enqueue(httpResponse("unavailable", status));
 }
 
 // The gateway input ({"action", "payload", "sessionToken"}) of the i-th request.
