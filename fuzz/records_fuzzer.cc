@@ -112,9 +112,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     case 3:
       if (const auto segment = decodeOrNothing<Segment>(value)) checkSegment(*segment);
       break;
-    default:
-      checkRuntimeConfig(value);
-      break;
+    default: checkRuntimeConfig(value); break;
   }
   return 0;
 }

@@ -11,18 +11,12 @@ namespace {
 // beside them.
 std::string describe(TransportErrorCode code) {
   switch (code) {
-    case TransportErrorCode::cancelled:
-      return "cancelled";
-    case TransportErrorCode::timedOut:
-      return "The request timed out.";
-    case TransportErrorCode::cannotConnect:
-      return "Could not connect to the server.";
-    case TransportErrorCode::responseTooLarge:
-      return "The response is larger than the transport accepts.";
-    case TransportErrorCode::invalidRequest:
-      return "unsupported URL";
-    case TransportErrorCode::network:
-      return "The network connection was lost.";
+    case TransportErrorCode::cancelled: return "cancelled";
+    case TransportErrorCode::timedOut: return "The request timed out.";
+    case TransportErrorCode::cannotConnect: return "Could not connect to the server.";
+    case TransportErrorCode::responseTooLarge: return "The response is larger than the transport accepts.";
+    case TransportErrorCode::invalidRequest: return "unsupported URL";
+    case TransportErrorCode::network: return "The network connection was lost.";
   }
   return "The network connection was lost.";
 }
@@ -58,12 +52,9 @@ bool isCancellationError(const std::exception& error) noexcept {
 std::string textualForm(const std::exception& error) {
   if (const auto* gateway = dynamic_cast<const RuntimeGatewayError*>(&error)) {
     switch (gateway->kind()) {
-      case RuntimeGatewayError::Kind::httpError:
-        return "httpError(" + std::to_string(gateway->statusCode()) + ")";
-      case RuntimeGatewayError::Kind::gatewayError:
-        return "gatewayError(\"" + std::string(gateway->what()) + "\")";
-      case RuntimeGatewayError::Kind::invalidResponse:
-        return "invalidResponse";
+      case RuntimeGatewayError::Kind::httpError: return "httpError(" + std::to_string(gateway->statusCode()) + ")";
+      case RuntimeGatewayError::Kind::gatewayError: return "gatewayError(\"" + std::string(gateway->what()) + "\")";
+      case RuntimeGatewayError::Kind::invalidResponse: return "invalidResponse";
     }
   }
   if (const auto* transport = dynamic_cast<const TransportFailure*>(&error)) {

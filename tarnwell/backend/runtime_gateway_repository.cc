@@ -68,17 +68,14 @@ bool readAcknowledgement(const JSONValue* value) noexcept {
     return true;
   }
   switch (value->kind()) {
-    case JSONValue::Kind::boolean:
-      return *value->asBool();
-    case JSONValue::Kind::number:
-      return *value->asNumber() != 0;
+    case JSONValue::Kind::boolean: return *value->asBool();
+    case JSONValue::Kind::number: return *value->asNumber() != 0;
     case JSONValue::Kind::string: {
       if (auto flag = value->boolValue()) return *flag;
       const auto number = value->doubleValue();
       return number.has_value() && *number != 0;
     }
-    default:
-      return false;
+    default: return false;
   }
 }
 

@@ -6,12 +6,9 @@ namespace tarnwell {
 
 std::string_view rawValue(Environment environment) noexcept {
   switch (environment) {
-    case Environment::debug:
-      return "debug";
-    case Environment::stage:
-      return "stage";
-    case Environment::production:
-      return "production";
+    case Environment::debug: return "debug";
+    case Environment::stage: return "stage";
+    case Environment::production: return "production";
   }
   return "production";
 }

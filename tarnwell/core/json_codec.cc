@@ -20,24 +20,16 @@ class JSONParser {
   static void fill(JSONValue& out, simdjson::dom::element element) {
     using simdjson::dom::element_type;
     switch (element.type()) {
-      case element_type::NULL_VALUE:
-        out.value_.emplace<std::nullptr_t>();
-        return;
-      case element_type::BOOL:
-        out.value_.emplace<bool>(element.get_bool().value_unsafe());
-        return;
+      case element_type::NULL_VALUE: out.value_.emplace<std::nullptr_t>(); return;
+      case element_type::BOOL: out.value_.emplace<bool>(element.get_bool().value_unsafe()); return;
       case element_type::INT64:
         out.value_.emplace<double>(static_cast<double>(element.get_int64().value_unsafe()));
         return;
       case element_type::UINT64:
         out.value_.emplace<double>(static_cast<double>(element.get_uint64().value_unsafe()));
         return;
-      case element_type::DOUBLE:
-        out.value_.emplace<double>(element.get_double().value_unsafe());
-        return;
-      case element_type::STRING:
-        out.value_.emplace<JSONString>(element.get_string().value_unsafe());
-        return;
+      case element_type::DOUBLE: out.value_.emplace<double>(element.get_double().value_unsafe()); return;
+      case element_type::STRING: out.value_.emplace<JSONString>(element.get_string().value_unsafe()); return;
       case element_type::ARRAY: {
         const simdjson::dom::array source = element.get_array().value_unsafe();
         JSONArray& array = out.value_.emplace<JSONArray>();
@@ -276,27 +268,13 @@ void appendEscapedString(std::string& out, std::string_view text) {
     out.append(text, runStart, i - runStart);
     runStart = i + 1;
     switch (c) {
-      case '"':
-        out.append("\\\"");
-        break;
-      case '\\':
-        out.append("\\\\");
-        break;
-      case '\n':
-        out.append("\\n");
-        break;
-      case '\r':
-        out.append("\\r");
-        break;
-      case '\t':
-        out.append("\\t");
-        break;
-      case '\b':
-        out.append("\\b");
-        break;
-      case '\f':
-        out.append("\\f");
-        break;
+      case '"': out.append("\\\""); break;
+      case '\\': out.append("\\\\"); break;
+      case '\n': out.append("\\n"); break;
+      case '\r': out.append("\\r"); break;
+      case '\t': out.append("\\t"); break;
+      case '\b': out.append("\\b"); break;
+      case '\f': out.append("\\f"); break;
       default: {
         const char escape[] = {'\\', 'u', '0', '0', kHex[c >> 4], kHex[c & 0xF]};
         out.append(escape, sizeof escape);
@@ -330,18 +308,10 @@ void appendNumber(std::string& out, double number) {
 
 void JSONValue::encodeTo(std::string& out) const {
   switch (kind()) {
-    case Kind::string:
-      appendEscapedString(out, asString()->view());
-      return;
-    case Kind::number:
-      appendNumber(out, *asNumber());
-      return;
-    case Kind::boolean:
-      out.append(*asBool() ? "true" : "false");
-      return;
-    case Kind::null:
-      out.append("null");
-      return;
+    case Kind::string: appendEscapedString(out, asString()->view()); return;
+    case Kind::number: appendNumber(out, *asNumber()); return;
+    case Kind::boolean: out.append(*asBool() ? "true" : "false"); return;
+    case Kind::null: out.append("null"); return;
     case Kind::array: {
       out.push_back('[');
       bool first = true;

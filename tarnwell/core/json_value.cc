@@ -240,14 +240,10 @@ std::optional<double> JSONValue::doubleValue() const noexcept {
 
 std::optional<std::string> JSONValue::stringValue() const {
   switch (kind()) {
-    case Kind::string:
-      return asString()->str();
-    case Kind::number:
-      return shortestNumberText(*asNumber());
-    case Kind::boolean:
-      return std::string(*asBool() ? "true" : "false");
-    default:
-      return std::nullopt;
+    case Kind::string: return asString()->str();
+    case Kind::number: return shortestNumberText(*asNumber());
+    case Kind::boolean: return std::string(*asBool() ? "true" : "false");
+    default: return std::nullopt;
   }
 }
 
@@ -380,12 +376,9 @@ JSONValue JSONValue::fromDynamic(const std::any& value) {
 
 std::any JSONValue::toDynamic() const {
   switch (kind()) {
-    case Kind::string:
-      return asString()->str();
-    case Kind::number:
-      return *asNumber();
-    case Kind::boolean:
-      return *asBool();
+    case Kind::string: return asString()->str();
+    case Kind::number: return *asNumber();
+    case Kind::boolean: return *asBool();
     case Kind::object: {
       std::map<std::string, std::any> map;
       for (const auto& [key, member] : *asObject()) map.emplace(key, member.toDynamic());
@@ -397,8 +390,7 @@ std::any JSONValue::toDynamic() const {
       for (const auto& element : *asArray()) list.push_back(element.toDynamic());
       return list;
     }
-    case Kind::null:
-      return std::any();
+    case Kind::null: return std::any();
   }
   return std::any();
 }

@@ -26,15 +26,9 @@ void emit(LogLevel level, std::string_view message, const std::string_view* erro
   try {
     std::string line;
     switch (level) {
-      case LogLevel::info:
-        line = "[Tarnwell][INFO] ";
-        break;
-      case LogLevel::warn:
-        line = "[Tarnwell][WARN] ";
-        break;
-      case LogLevel::error:
-        line = "[Tarnwell][ERROR] ";
-        break;
+      case LogLevel::info: line = "[Tarnwell][INFO] "; break;
+      case LogLevel::warn: line = "[Tarnwell][WARN] "; break;
+      case LogLevel::error: line = "[Tarnwell][ERROR] "; break;
     }
     line.append(message);
     if (errorText != nullptr) {

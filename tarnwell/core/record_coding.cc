@@ -7,18 +7,12 @@ namespace {
 
 std::string_view describe(const JSONValue& value) {
   switch (value.kind()) {
-    case JSONValue::Kind::string:
-      return "text";
-    case JSONValue::Kind::number:
-      return "a number";
-    case JSONValue::Kind::boolean:
-      return "a bool";
-    case JSONValue::Kind::object:
-      return "an object";
-    case JSONValue::Kind::array:
-      return "an array";
-    case JSONValue::Kind::null:
-      return "null";
+    case JSONValue::Kind::string: return "text";
+    case JSONValue::Kind::number: return "a number";
+    case JSONValue::Kind::boolean: return "a bool";
+    case JSONValue::Kind::object: return "an object";
+    case JSONValue::Kind::array: return "an array";
+    case JSONValue::Kind::null: return "null";
   }
   return "a value";
 }

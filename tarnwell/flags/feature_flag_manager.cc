@@ -25,12 +25,9 @@ std::string markerKey(const FeatureFlag& flag, const std::string& userId, const 
 
 const char* reasonFor(EvaluationSource source) {
   switch (source) {
-    case EvaluationSource::cache:
-      return "Flag evaluated";
-    case EvaluationSource::inactive:
-      return "Flag inactive";
-    case EvaluationSource::error:
-      break;
+    case EvaluationSource::cache: return "Flag evaluated";
+    case EvaluationSource::inactive: return "Flag inactive";
+    case EvaluationSource::error: break;
   }
   return "Flag not found";
 }

@@ -13,18 +13,12 @@ const std::string* HttpResponse::header(std::string_view name) const noexcept {
 
 std::string_view toString(TransportErrorCode code) noexcept {
   switch (code) {
-    case TransportErrorCode::cancelled:
-      return "cancelled";
-    case TransportErrorCode::timedOut:
-      return "timedOut";
-    case TransportErrorCode::cannotConnect:
-      return "cannotConnect";
-    case TransportErrorCode::responseTooLarge:
-      return "responseTooLarge";
-    case TransportErrorCode::invalidRequest:
-      return "invalidRequest";
-    case TransportErrorCode::network:
-      return "network";
+    case TransportErrorCode::cancelled: return "cancelled";
+    case TransportErrorCode::timedOut: return "timedOut";
+    case TransportErrorCode::cannotConnect: return "cannotConnect";
+    case TransportErrorCode::responseTooLarge: return "responseTooLarge";
+    case TransportErrorCode::invalidRequest: return "invalidRequest";
+    case TransportErrorCode::network: return "network";
   }
   return "network";
 }

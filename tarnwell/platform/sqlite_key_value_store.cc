@@ -84,18 +84,14 @@ std::optional<StoreValue> readValue(sqlite3_stmt* statement) {
       auto bytes = blobOf();
       return StoreValue(std::in_place_type<std::string>, bytes.begin(), bytes.end());
     }
-    case kInt64:
-      return StoreValue(std::in_place_type<std::int64_t>, sqlite3_column_int64(statement, 1));
-    case kDouble:
-      return StoreValue(std::in_place_type<double>, sqlite3_column_double(statement, 1));
-    case kBool:
-      return StoreValue(std::in_place_type<bool>, sqlite3_column_int(statement, 1) != 0);
+    case kInt64: return StoreValue(std::in_place_type<std::int64_t>, sqlite3_column_int64(statement, 1));
+    case kDouble: return StoreValue(std::in_place_type<double>, sqlite3_column_double(statement, 1));
+    case kBool: return StoreValue(std::in_place_type<bool>, sqlite3_column_int(statement, 1) != 0);
     case kBytes: {
       auto bytes = blobOf();
       return StoreValue(std::in_place_type<Bytes>, bytes.begin(), bytes.end());
     }
-    default:
-      return std::nullopt;
+    default: return std::nullopt;
   }
 }
 

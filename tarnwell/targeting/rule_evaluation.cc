@@ -121,16 +121,11 @@ bool evaluateNumeric(Operator op, const std::optional<JSONValue>& actual, const 
   if (!right) return false;
   // Every comparison with NaN is false, as IEEE 754 has it.
   switch (op) {
-    case Operator::greaterThan:
-      return *left > *right;
-    case Operator::greaterThanEquals:
-      return *left >= *right;
-    case Operator::lessThan:
-      return *left < *right;
-    case Operator::lessThanEquals:
-      return *left <= *right;
-    default:
-      return false;
+    case Operator::greaterThan: return *left > *right;
+    case Operator::greaterThanEquals: return *left >= *right;
+    case Operator::lessThan: return *left < *right;
+    case Operator::lessThanEquals: return *left <= *right;
+    default: return false;
   }
 }
 
@@ -164,19 +159,14 @@ bool evaluateOperator(const std::optional<JSONValue>& actual, std::string_view o
   const std::optional<Operator> parsed = parseOperator(op);
   if (!parsed) return false;
   switch (*parsed) {
-    case Operator::equals:
-      return strictlyEqual(actual, expected);
-    case Operator::notEquals:
-      return !strictlyEqual(actual, expected);
-    case Operator::contains:
-      return evaluateContains(actual, expected);
-    case Operator::in:
-      return evaluateIn(actual, expected);
+    case Operator::equals: return strictlyEqual(actual, expected);
+    case Operator::notEquals: return !strictlyEqual(actual, expected);
+    case Operator::contains: return evaluateContains(actual, expected);
+    case Operator::in: return evaluateIn(actual, expected);
     case Operator::greaterThan:
     case Operator::greaterThanEquals:
     case Operator::lessThan:
-    case Operator::lessThanEquals:
-      return evaluateNumeric(*parsed, actual, expected);
+    case Operator::lessThanEquals: return evaluateNumeric(*parsed, actual, expected);
   }
   return false;
 }

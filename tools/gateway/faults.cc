@@ -83,29 +83,21 @@ void requireRange(std::int64_t value, std::int64_t low, std::int64_t high, std::
 std::optional<int> Fault::httpStatus() const {
   switch (kind) {
     case FaultKind::status:
-    case FaultKind::emptyBody:
-      return status;
+    case FaultKind::emptyBody: return status;
     case FaultKind::delay:
-    case FaultKind::malformed:
-      return 200;
-    case FaultKind::drop:
-      return std::nullopt;
+    case FaultKind::malformed: return 200;
+    case FaultKind::drop: return std::nullopt;
   }
   return std::nullopt;
 }
 
 std::string_view Fault::name() const {
   switch (kind) {
-    case FaultKind::status:
-      return "status";
-    case FaultKind::delay:
-      return "delayMs";
-    case FaultKind::malformed:
-      return "malformed";
-    case FaultKind::emptyBody:
-      return "emptyBody";
-    case FaultKind::drop:
-      return "drop";
+    case FaultKind::status: return "status";
+    case FaultKind::delay: return "delayMs";
+    case FaultKind::malformed: return "malformed";
+    case FaultKind::emptyBody: return "emptyBody";
+    case FaultKind::drop: return "drop";
   }
   return "status";
 }
@@ -113,22 +105,14 @@ std::string_view Fault::name() const {
 JSONValue Fault::toJSON() const {
   JSONObject object{{"action", action}, {"count", count}};
   switch (kind) {
-    case FaultKind::status:
-      object.set("status", status);
-      break;
-    case FaultKind::delay:
-      object.set("delayMs", delay.count());
-      break;
-    case FaultKind::malformed:
-      object.set("malformed", true);
-      break;
+    case FaultKind::status: object.set("status", status); break;
+    case FaultKind::delay: object.set("delayMs", delay.count()); break;
+    case FaultKind::malformed: object.set("malformed", true); break;
     case FaultKind::emptyBody:
       object.set("emptyBody", true);
       object.set("status", status);
       break;
-    case FaultKind::drop:
-      object.set("drop", true);
-      break;
+    case FaultKind::drop: object.set("drop", true); break;
   }
   return object;
 }

@@ -264,9 +264,7 @@ bool GatewayServer::applyFault(const Fault& fault, const httplib::Request& reque
       response.status = 200;
       response.set_content(std::string(kMalformedBody), "application/json");
       return false;
-    case FaultKind::emptyBody:
-      response.status = fault.status;
-      return false;
+    case FaultKind::emptyBody: response.status = fault.status; return false;
     case FaultKind::drop:
       if (!dropConnection(request)) {
         sendError(response, 500, "general_server_error", "The connection could not be dropped");

@@ -47,8 +47,7 @@ struct CodingPath {
   std::string render() const;
 };
 
-[[noreturn]] void throwTypeMismatch(const CodingPath& path, std::string_view expected,
-                                                 const JSONValue& found);
+[[noreturn]] void throwTypeMismatch(const CodingPath& path, std::string_view expected, const JSONValue& found);
 [[noreturn]] void throwMissingKey(const CodingPath& path);
 
 // Specialised by each record with a `fields` tuple of field(...) entries.

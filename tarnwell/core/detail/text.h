@@ -13,7 +13,6 @@
 #include <string>
 #include <string_view>
 
-
 namespace tarnwell {
 
 // Drops every Unicode White_Space code point (ASCII space, tab, LF, VT, FF, CR, U+0085,

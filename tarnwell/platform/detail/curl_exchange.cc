@@ -11,17 +11,13 @@ namespace {
 
 TransportErrorCode errorCodeFor(CURLcode code) noexcept {
   switch (code) {
-    case CURLE_OPERATION_TIMEDOUT:
-      return TransportErrorCode::timedOut;
+    case CURLE_OPERATION_TIMEDOUT: return TransportErrorCode::timedOut;
     case CURLE_COULDNT_CONNECT:
     case CURLE_COULDNT_RESOLVE_HOST:
-    case CURLE_COULDNT_RESOLVE_PROXY:
-      return TransportErrorCode::cannotConnect;
+    case CURLE_COULDNT_RESOLVE_PROXY: return TransportErrorCode::cannotConnect;
     case CURLE_URL_MALFORMAT:
-    case CURLE_UNSUPPORTED_PROTOCOL:
-      return TransportErrorCode::invalidRequest;
-    default:
-      return TransportErrorCode::network;
+    case CURLE_UNSUPPORTED_PROTOCOL: return TransportErrorCode::invalidRequest;
+    default: return TransportErrorCode::network;
   }
 }
 

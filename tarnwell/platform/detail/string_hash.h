@@ -17,7 +17,6 @@
 #include <cstdint>
 #include <string_view>
 
-
 namespace tarnwell {
 
 class StringHasher {

@@ -17,7 +17,6 @@
 #include <random>
 #include <string>
 
-
 namespace tarnwell {
 
 class UuidGenerator {
