@@ -7,6 +7,7 @@
 #include "tarnwell/core/coding_error.h"
 #include "tarnwell/testing/scripted_http_transport.h"
 #include "tests/support/run_sync.h"
+#include "tests/support/scripted_gateway.h"
 
 namespace tarnwell {
 namespace {
@@ -19,17 +20,10 @@ struct Item {
   }
 };
 
-HttpResponse respond(int status, std::string body) {
-  HttpResponse response;
-  response.status = status;
-  response.body = std::move(body);
-  return response;
-}
-
 // An execution record whose responseBody carries `envelope`, as the backend answers.
 HttpResponse execution(const std::string& envelope) {
-  return respond(200,
-                 JSONValue(JSONObject{{"$id", "exec1"}, {"status", "completed"}, {"responseBody", envelope}}).encode());
+  return testing::httpResponse(
+      JSONValue(JSONObject{{"$id", "exec1"}, {"status", "completed"}, {"responseBody", envelope}}).encode());
 }
 
 struct RuntimeGatewayRepositoryTest : ::testing::Test {
@@ -89,24 +83,24 @@ TEST_F(RuntimeGatewayRepositoryTest, EndpointWithTrailingSlashGetsNoDoubleSlash)
 }
 
 TEST_F(RuntimeGatewayRepositoryTest, AnswersAreUnwrappedFromTheRecordOrTakenBare) {
-  transport->enqueue(respond(200, R"({"ok":true,"data":{"bare":true}})"));
+  transport->enqueue(testing::httpResponse(R"({"ok":true,"data":{"bare":true}})"));
   EXPECT_EQ(execute(), (JSONObject{{"bare", true}}));
   // A null responseBody is no envelope: the body itself is read.
-  transport->enqueue(respond(200, R"({"responseBody":null,"ok":true,"data":{"x":"y"}})"));
+  transport->enqueue(testing::httpResponse(R"({"responseBody":null,"ok":true,"data":{"x":"y"}})"));
   EXPECT_EQ(execute(), (JSONObject{{"x", "y"}}));
   transport->enqueue(execution(R"({"ok":true})"));
   EXPECT_EQ(execute(), JSONObject{});
 }
 
 TEST_F(RuntimeGatewayRepositoryTest, FailuresKeepTheirKindAndText) {
-  EXPECT_EQ(failureOf<RuntimeGatewayError>(respond(404, "{}")),
+  EXPECT_EQ(failureOf<RuntimeGatewayError>(testing::httpResponse("{}", 404)),
             "The Appwrite gateway request failed with HTTP status 404.");
   EXPECT_EQ(failureOf<RuntimeGatewayError>(execution(R"({"ok":false})")), "Unknown gateway error");
   EXPECT_EQ(failureOf<RuntimeGatewayError>(execution(R"({"ok":false,"error":"Invalid API key"})")), "Invalid API key");
-  EXPECT_NE(failureOf<DecodingError>(respond(204, "")), "no failure");
+  EXPECT_NE(failureOf<DecodingError>(testing::httpResponse("", 204)), "no failure");
   EXPECT_NE(failureOf<DecodingError>(execution(R"({"data":{}})")), "no failure");
   EXPECT_NE(failureOf<DecodingError>(execution(R"({"ok":true,"data":[1]})")), "no failure");
-  EXPECT_NE(failureOf<DecodingError>(respond(200, "<html>")), "no failure");
+  EXPECT_NE(failureOf<DecodingError>(testing::httpResponse("<html>")), "no failure");
   EXPECT_EQ(failureOf<TransportFailure>(TransportError{TransportErrorCode::cannotConnect, "Connection refused"}),
             "Could not connect to the server.");
 }
