@@ -33,6 +33,7 @@
 #include <atomic>
 #include <chrono>
 #include <memory>
+#include <mutex>
 #include <system_error>
 #include <thread>
 #include <type_traits>
@@ -70,6 +71,39 @@ class OneShot : public std::enable_shared_from_this<OneShot<Handler, Results...>
   std::atomic<bool> done_{false};
 };
 
+// Cancels an operation (a timer, a transfer) that may not have started yet. The cancellation
+// slot is armed before the operation starts: a completion that arrives at once may resume the
+// awaiting coroutine on another thread, which then owns the slot, so nothing may touch the slot
+// once the operation runs.
+template <typename Operation>
+class PendingCancel {
+ public:
+  void cancel() noexcept {
+    std::shared_ptr<Operation> operation;
+    {
+      std::lock_guard lock(mutex_);
+      cancelled_ = true;
+      operation = std::move(operation_);
+    }
+    if (operation) operation->cancel();
+  }
+  void attach(std::shared_ptr<Operation> operation) noexcept {
+    {
+      std::lock_guard lock(mutex_);
+      if (!cancelled_) {
+        operation_ = std::move(operation);
+        return;
+      }
+    }
+    if (operation) operation->cancel();
+  }
+
+ private:
+  std::mutex mutex_;
+  bool cancelled_ = false;
+  std::shared_ptr<Operation> operation_;
+};
+
 // Waits `delay` on `clock`. Throws std::system_error(operation_aborted) when cancelled.
 template <typename CompletionToken = asio::use_awaitable_t<>>
 auto sleepFor(Clock& clock, std::chrono::milliseconds delay, CompletionToken&& token = {}) {
@@ -78,13 +112,14 @@ auto sleepFor(Clock& clock, std::chrono::milliseconds delay, CompletionToken&& t
         auto slot = asio::get_associated_cancellation_slot(handler);
         using Shot = OneShot<std::decay_t<decltype(handler)>, std::error_code>;
         auto shot = std::make_shared<Shot>(std::move(handler));
-        auto timer = clock.startTimer(delay, [shot] { shot->tryComplete(std::error_code()); });
+        auto pending = std::make_shared<PendingCancel<ClockTimer>>();
         if (slot.is_connected()) {
-          slot.assign([shot, timer](asio::cancellation_type) {
-            timer->cancel();
+          slot.assign([shot, pending](asio::cancellation_type) {
+            pending->cancel();
             shot->tryComplete(asio::error::operation_aborted);
           });
         }
+        pending->attach(clock.startTimer(delay, [shot] { shot->tryComplete(std::error_code()); }));
       },
       token);
 }
@@ -98,11 +133,12 @@ auto sendRequest(HttpTransport& transport, HttpRequest request, CompletionToken&
         auto slot = asio::get_associated_cancellation_slot(handler);
         using Shot = OneShot<std::decay_t<decltype(handler)>, HttpResult>;
         auto shot = std::make_shared<Shot>(std::move(handler));
-        auto transfer =
-            transport.post(std::move(request), [shot](HttpResult result) { shot->tryComplete(std::move(result)); });
-        if (slot.is_connected() && transfer) {
-          slot.assign([transfer](asio::cancellation_type) { transfer->cancel(); });
+        auto pending = std::make_shared<PendingCancel<HttpTransfer>>();
+        if (slot.is_connected()) {
+          slot.assign([pending](asio::cancellation_type) { pending->cancel(); });
         }
+        pending->attach(
+            transport.post(std::move(request), [shot](HttpResult result) { shot->tryComplete(std::move(result)); }));
       },
       token);
 }
