@@ -128,5 +128,20 @@ TEST(ExecutionRequestTest, FillsInWhatTheExecutionLeavesOut) {
   EXPECT_EQ(full.path, "/x");
 }
 
+TEST(ExecutionRequestTest, KeepsThePayloadTextAsItStandsInTheInput) {
+  const auto parse = [](const std::string& input) {
+    return parseExecutionRequest(JSONValue(JSONObject{{"body", input}}).encode());
+  };
+  EXPECT_EQ(parse(R"({"action":"a","payload": { "n" : 1.50, "t":"\u00e9\"}" } })").payloadText,
+            R"({ "n" : 1.50, "t":"\u00e9\"}" })");
+  // Of two payloads the last counts, as it does for the decoded payload.
+  const ExecutionRequest twice = parse(R"({"payload":{"n":1},"action":"a","payload":{"n":2}})");
+  EXPECT_EQ(twice.payloadText, R"({"n":2})");
+  EXPECT_EQ(twice.payload.encode(), R"({"n":2})");
+  EXPECT_EQ(parse(R"({"action":"a","payload":{"n":1},"payload":null})").payloadText, "{}");
+  EXPECT_EQ(parse(R"({"action":"a","pay\u006coad":{"n":3}})").payloadText, R"({"n":3})");
+  EXPECT_EQ(parse(R"({"action":"a"})").payloadText, "{}");
+}
+
 }  // namespace
 }  // namespace tarnwell::gateway

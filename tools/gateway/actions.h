@@ -35,6 +35,12 @@ struct ActionCall {
   JSONValue payload;                        // always an object
   std::optional<std::string> sessionToken;  // as sent: absent before the SDK has one
   std::optional<GatewaySession> session;    // the bootstrap that issued the token, when known
+  // The payload's JSON text byte for byte as sent; empty when the call was made from a parsed
+  // payload alone, and then `payload` encoded stands for it.
+  std::string payloadText{};
+
+  // payloadText, or `payload` encoded when there is none.
+  std::string sentPayloadText() const { return payloadText.empty() ? payload.encode() : payloadText; }
 };
 
 struct ActionContext {

@@ -1,5 +1,7 @@
 #include "tools/gateway/execution_wire.h"
 
+#include <simdjson.h>
+
 #include <tarnwell/core/coding_error.h>
 #include "tarnwell/core/detail/record_coding.h"
 
@@ -52,6 +54,36 @@ Record decodeText(std::string_view text, std::string_view what) {
   }
 }
 
+// The text of the "payload" object in `input`, a gateway input already read as JSON. Of duplicate
+// keys the last wins, as it does when the input is decoded; a payload that is no object counts as
+// none.
+std::string payloadTextOf(std::string_view input) {
+  const auto unreadable = [] { return BadRequest("Invalid gateway input in \"body\": the payload cannot be read"); };
+  simdjson::ondemand::parser parser;
+  const simdjson::padded_string padded(input);
+  simdjson::ondemand::document document;
+  simdjson::ondemand::object members;
+  if (parser.iterate(padded).get(document) || document.get_object().get(members)) {
+    throw unreadable();
+  }
+  std::string_view text = "{}";
+  for (auto member : members) {
+    std::string_view key;
+    simdjson::ondemand::value value;
+    if (member.unescaped_key().get(key) || member.value().get(value)) throw unreadable();
+    if (key != "payload") continue;
+    simdjson::ondemand::json_type type;
+    if (value.type().get(type)) throw unreadable();
+    text = "{}";
+    if (type != simdjson::ondemand::json_type::object) continue;
+    simdjson::ondemand::object payload;
+    if (value.get_object().get(payload) || payload.raw_json().get(text)) throw unreadable();
+    // simdjson's span runs on to the next token; the object ends at its brace.
+    text = text.substr(0, text.find_last_of('}') + 1);
+  }
+  return std::string(text);
+}
+
 }  // namespace
 
 ExecutionRequest parseExecutionRequest(std::string_view body) {
@@ -60,8 +92,12 @@ ExecutionRequest parseExecutionRequest(std::string_view body) {
     throw BadRequest("Asynchronous executions are not supported by the local gateway");
   }
   auto input = decodeText<GatewayInput>(execution.body, "Invalid gateway input in \"body\"");
-  return {std::move(input.action), JSONValue(input.payload.value_or(JSONObject{})), std::move(input.sessionToken),
-          execution.method.value_or("POST"), execution.path.value_or("/")};
+  return {.action = std::move(input.action),
+          .payload = JSONValue(input.payload.value_or(JSONObject{})),
+          .sessionToken = std::move(input.sessionToken),
+          .method = execution.method.value_or("POST"),
+          .path = execution.path.value_or("/"),
+          .payloadText = payloadTextOf(execution.body)};
 }
 
 std::string encodeExecutionRecord(const ExecutionRecord& record, const ExecutionRequest& request) {

@@ -29,6 +29,9 @@ struct ExecutionRequest {
   std::optional<std::string> sessionToken;
   std::string method;  // "POST" unless the execution names another
   std::string path;    // "/" unless the execution names another
+  // The payload's JSON text as it stands in the input, byte for byte, for actions that keep what
+  // the device sent exactly; "{}" when the input has none.
+  std::string payloadText;
 };
 
 // Throws BadRequest for a body that is not a function execution of a gateway input.

@@ -280,7 +280,8 @@ bool GatewayServer::applyFault(const Fault& fault, const httplib::Request& reque
 
 void GatewayServer::answer(const ExecutionRequest& call, httplib::Response& response) {
   const ActionCall actionCall{call.action, call.payload, call.sessionToken,
-                              call.sessionToken ? store_.findSession(*call.sessionToken) : std::nullopt};
+                              call.sessionToken ? store_.findSession(*call.sessionToken) : std::nullopt,
+                              call.payloadText};
   const std::shared_ptr<const GatewayContent> content = this->content();
   ActionContext context{*content, store_, *clock_};
   const std::string envelope = dispatchAction(actions_, context, actionCall).envelope().encode();
