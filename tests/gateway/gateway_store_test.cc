@@ -26,7 +26,7 @@ class GatewayStoreFileTest : public GatewayServerTest {
   std::string inspection() {
     std::string shown;
     for (const char* path : {"/__gateway/requests", "/__gateway/sessions", "/__gateway/users", "/__gateway/events",
-                             "/__gateway/telemetry"}) {
+                             "/__gateway/telemetry", "/__gateway/responses"}) {
       shown += gateway().getJSON(path).encode() + "\n";
     }
     return shown;
@@ -46,7 +46,9 @@ TEST_F(GatewayStoreFileTest, WhatTheActionsStoredOutlivesTheServer) {
   gateway().call("track_event_batch", {{"items", JSONArray{eventItem("opened", "e-1")}}});
   gateway().call("track_runtime_telemetry_batch",
                  {{"items", JSONArray{JSONObject{{"action", "track_exposure"}, {"payload", JSONObject{}}}}}});
-  for (const char* path : {"/__gateway/sessions", "/__gateway/events", "/__gateway/telemetry"}) {
+  gateway().call("submit_survey_response", surveyResponse("r-1", "srv_checkout_nps"), token);
+  for (const char* path :
+       {"/__gateway/sessions", "/__gateway/events", "/__gateway/telemetry", "/__gateway/responses"}) {
     EXPECT_EQ(gateway().getJSON(path)["items"].asArray()->size(), 1u) << path;
   }
   const std::string before = inspection();

@@ -34,6 +34,7 @@ JSONObject telemetryBatch(JSONObject item) { return {{"items", JSONArray{std::mo
 JSONObject telemetryItem() { return {{"action", "track_flag_evaluation"}, {"payload", JSONObject{}}}; }
 
 JSONObject& snapshotOf(JSONObject& payload) { return *payload["snapshot"].asObject(); }
+JSONObject surveyAnswer() { return surveyResponse("r-1", "srv_checkout_nps"); }
 
 std::vector<Spoilt> spoiltPayloads() {
   return {
@@ -92,6 +93,28 @@ std::vector<Spoilt> spoiltPayloads() {
       {"track_runtime_telemetry_batch",
        telemetryBatch(with(telemetryItem(), [](JSONObject& i) { i.set("action", ""); })),
        "items[0].action must be a non-empty string"},
+      {"submit_survey_response", with(surveyAnswer(), [](JSONObject& p) { p.erase("ownerId"); }), "ownerId is missing"},
+      {"submit_survey_response", with(surveyAnswer(), [](JSONObject& p) { p.set("userEmail", 5); }),
+       "userEmail must be a string or null"},
+      {"submit_survey_response", with(surveyAnswer(), [](JSONObject& p) { p.set("completed", "true"); }),
+       "completed must be a bool"},
+      {"submit_survey_response", with(surveyAnswer(), [](JSONObject& p) { p.set("completionTime", nullptr); }),
+       "completionTime must be a number"},
+      {"submit_survey_response", with(surveyAnswer(), [](JSONObject& p) { p.set("score", "9"); }),
+       "score must be a number or null"},
+      {"submit_survey_response",
+       with(surveyAnswer(),
+            [](JSONObject& p) {
+              p.set("responses", JSONObject{{"nps_score", 9}});
+            }),
+       "responses must be a JSON text or null"},
+      {"submit_survey_response", with(surveyAnswer(), [](JSONObject& p) { p.set("answers", "nps_score=9"); }),
+       "answers must be a JSON text or null"},
+      // A survey's response sent as an announcement's: the banner's keys are missing.
+      {"submit_announcement_banner_response", surveyAnswer(), "bannerId is missing"},
+      {"submit_announcement_banner_response",
+       with(bannerResponse("r-1", "ann_new_dashboard"), [](JSONObject& p) { p.set("bannerName", true); }),
+       "bannerName must be a string or null"},
   };
 }
 
@@ -106,6 +129,7 @@ TEST_F(PayloadErrorsTest, AnswersAMalformedPayloadWithThePathAtFaultAndStoresNot
   EXPECT_EQ(gateway().getJSON("/__gateway/telemetry").encode(), R"({"items":[]})");
   EXPECT_EQ(gateway().getJSON("/__gateway/sessions").encode(), R"({"items":[]})");
   EXPECT_EQ(gateway().getJSON("/__gateway/users").encode(), R"({"profiles":[],"identifiedUsers":[]})");
+  EXPECT_EQ(gateway().getJSON("/__gateway/responses").encode(), R"({"items":[]})");
   // Each was still received and answered.
   EXPECT_EQ(gateway().getJSON("/__gateway/requests")["items"].asArray()->size(), spoiltPayloads().size());
 }

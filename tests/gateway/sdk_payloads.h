@@ -1,4 +1,4 @@
-// Payloads of the identity and event actions as the SDK builds them, complete, so a test changes
+// Payloads of the identity, event and response actions as the SDK builds them, complete, so a test changes
 // only the member it is about.
 #pragma once
 
@@ -64,6 +64,49 @@ inline JSONObject eventItem(const std::string& name, const std::string& id) {
                     {"event_type", "custom"},
                     {"device_id", "ios_device_D1"},
                     {"bundle_or_package_id", "com.example.app"}};
+}
+
+// A "submit_survey_response" payload: its 19 keys in the SDK's order, the optionals the SDK
+// leaves empty as null, the answers as JSON texts.
+inline JSONObject surveyResponse(const std::string& id, const std::string& surveyId) {
+  return JSONObject{{"id", id},
+                    {"userId", "anonymous_A1"},
+                    {"appVersion", "2.4.0"},
+                    {"platform", "ios"},
+                    {"metadata", nullptr},
+                    {"surveyId", surveyId},
+                    {"responses", R"({"nps_score":9})"},
+                    {"completed", true},
+                    {"surveyName", "Checkout NPS"},
+                    {"userName", nullptr},
+                    {"userEmail", nullptr},
+                    {"userSegment", "pro"},
+                    {"answers", R"({"nps_score":9})"},
+                    {"score", 9},
+                    {"completionTime", 12},
+                    {"deviceInfo", R"({"model":"iPhone15,2"})"},
+                    {"location", nullptr},
+                    {"submittedAt", "2026-01-01T00:00:00.000Z"},
+                    {"ownerId", "user_owner_1"}};
+}
+
+// A "submit_announcement_banner_response" payload: the survey response's keys with "bannerId" and
+// "bannerName" in place of "surveyId" and "surveyName".
+inline JSONObject bannerResponse(const std::string& id, const std::string& bannerId) {
+  JSONObject payload;
+  for (const auto& [key, value] : surveyResponse(id, bannerId)) {
+    if (key == "surveyId") {
+      payload.set("bannerId", value);
+    } else if (key == "surveyName") {
+      payload.set("bannerName", "New dashboard");
+    } else {
+      payload.set(key, value);
+    }
+  }
+  payload.set("responses", R"({"action":"open_dashboard"})");
+  payload.set("answers", R"({"action":"open_dashboard"})");
+  payload.set("score", nullptr);
+  return payload;
 }
 
 }  // namespace tarnwell::gateway

@@ -4,6 +4,7 @@
 #include "tools/gateway/content_actions.h"
 #include "tools/gateway/event_actions.h"
 #include "tools/gateway/identity_actions.h"
+#include "tools/gateway/response_actions.h"
 
 namespace tarnwell::gateway {
 
@@ -24,6 +25,7 @@ ActionTable standardActions() {
   addIdentityActions(table);
   addEventActions(table);
   addContentActions(table);
+  addResponseActions(table);
   return table;
 }
 

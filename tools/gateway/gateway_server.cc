@@ -170,6 +170,10 @@ void GatewayServer::addRoutes(httplib::Server& http) {
   http.Get("/__gateway/events", [this](const httplib::Request& request, httplib::Response& response) {
     sendJSON(response, 200, itemsOf(listOf(store_.eventStore().events(parameter(request, "name")))));
   });
+  http.Get("/__gateway/responses", [this](const httplib::Request& request, httplib::Response& response) {
+    const ResponseFilter filter{parameter(request, "surveyId"), parameter(request, "bannerId")};
+    sendJSON(response, 200, itemsOf(listOf(store_.responseStore().responses(filter))));
+  });
   http.Get("/__gateway/telemetry", [this](const httplib::Request&, httplib::Response& response) {
     sendJSON(response, 200, itemsOf(listOf(store_.eventStore().telemetry())));
   });

@@ -23,7 +23,8 @@ JSONValue RecordedRequest::toJSON() const {
                     {"fault", fault ? JSONValue(*fault) : JSONValue()}};
 }
 
-GatewayStore::GatewayStore(const std::string& path) : database_(path), identity_(database_), events_(database_) {
+GatewayStore::GatewayStore(const std::string& path)
+    : database_(path), identity_(database_), events_(database_), responses_(database_) {
   database_.locked([](sqlite3* db) { execute(db, kGatewaySchemaSql); });
 }
 

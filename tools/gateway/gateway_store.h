@@ -2,7 +2,8 @@
 //
 // GatewayStore keeps what the local gateway must remember in one SQLite database: the sessions
 // its bootstraps handed out, every gateway call it received (for the inspection endpoint), and,
-// through its parts, the identities, app sessions, events and telemetry the actions store.
+// through its parts, the identities, app sessions, events, telemetry and survey and announcement
+// responses the actions store.
 //
 //   GatewayStore store(":memory:");   // or a file path; a file is opened in WAL mode
 //   store.rememberSession(session);
@@ -22,6 +23,7 @@
 
 #include "tools/gateway/event_store.h"
 #include "tools/gateway/identity_store.h"
+#include "tools/gateway/response_store.h"
 #include "tools/gateway/sqlite_database.h"
 
 namespace tarnwell::gateway {
@@ -71,11 +73,13 @@ class GatewayStore {
 
   IdentityStore& identityStore() { return identity_; }
   EventStore& eventStore() { return events_; }
+  ResponseStore& responseStore() { return responses_; }
 
  private:
   SqliteDatabase database_;
   IdentityStore identity_;
   EventStore events_;
+  ResponseStore responses_;
 };
 
 }  // namespace tarnwell::gateway

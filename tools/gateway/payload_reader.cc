@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include <tarnwell/core/coding_error.h>
 #include <tarnwell/core/iso8601.h>
 
 namespace tarnwell::gateway {
@@ -73,6 +74,31 @@ double PayloadReader::number(std::string_view key) const {
   const double* number = member(key).asNumber();
   if (number == nullptr) reject(key, "a number");
   return *number;
+}
+
+std::optional<double> PayloadReader::nullableNumber(std::string_view key) const {
+  const JSONValue& value = member(key);
+  if (value.isNull()) return std::nullopt;
+  const double* number = value.asNumber();
+  if (number == nullptr) reject(key, "a number or null");
+  return *number;
+}
+
+std::optional<std::string> PayloadReader::nullableJSONText(std::string_view key) const {
+  const JSONValue& value = member(key);
+  if (value.isNull()) return std::nullopt;
+  const JSONString* text = value.asString();
+  bool holdsJSON = false;
+  if (text != nullptr) {
+    try {
+      JSONValue::decode(text->view());
+      holdsJSON = true;
+    } catch (const DecodingError&) {
+      // Rejected below, with the other values that are no JSON text.
+    }
+  }
+  if (!holdsJSON) reject(key, "a JSON text or null");
+  return text->str();
 }
 
 ActionHandler answeringPayloadErrors(ActionHandler handler) {

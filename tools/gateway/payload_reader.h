@@ -52,6 +52,9 @@ class PayloadReader {
   std::string date(std::string_view key) const;
   bool flag(std::string_view key) const;
   double number(std::string_view key) const;
+  std::optional<double> nullableNumber(std::string_view key) const;  // absent for null
+  // Text that holds a JSON document, returned as it was sent; absent for null.
+  std::optional<std::string> nullableJSONText(std::string_view key) const;
 
  private:
   // `path` names `value` in messages; `prefix` is what its members' paths begin with.
