@@ -10,7 +10,10 @@
 #include <fstream>
 #include <regex>
 #include <string>
+#include <string_view>
 #include <vector>
+
+#include <tarnwell/content/runtime_bundle.h>
 
 #include "tests/support/gateway_client.h"
 #include "tests/support/scratch_dir.h"
@@ -111,6 +114,73 @@ TEST(GatewayExecutableTest, ServesTheExampleContentUntilAStopSignal) {
     expectExitStatus(gateway.wait(), 0);
     EXPECT_EQ(gateway.readAllErrors(), "");
   }
+}
+
+// The record of `id` in `list`; null when it is not there.
+const Survey* findRecord(const std::vector<Survey>& list, std::string_view id) {
+  for (const Survey& record : list) {
+    if (record.id == id) return &record;
+  }
+  return nullptr;
+}
+
+// The demo triggers these by their events: each must reach the SDK whole, its nested documents
+// readable.
+TEST(GatewayExecutableTest, ServesTheExampleSurveysAndAnnouncementsAsTheSdkReadsThem) {
+  GatewayProcess gateway({"--content", TARNWELL_GATEWAY_EXAMPLE_CONTENT});
+  ASSERT_TRUE(gateway.running());
+  testing::GatewayClient client(gateway.readLine(), "tarnwell-local", "sdk-gateway");
+  const JSONValue bundle = client.call("get_runtime_bundle", {{"knownVersions", JSONObject{}}});
+  const JSONValue& items = bundle["data"]["items"];
+  // A record the SDK cannot read is dropped from its list.
+  const std::vector<Survey> surveys = decodeSurveyList(items["surveys"]);
+  const std::vector<Survey> announcements = decodeSurveyList(items["announcements"]);
+  ASSERT_TRUE(items["surveys"].isArray() && items["announcements"].isArray()) << bundle.encode();
+  EXPECT_EQ(surveys.size(), items["surveys"].asArray()->size());
+  EXPECT_EQ(announcements.size(), items["announcements"].asArray()->size());
+  for (const char* id : {"srv_checkout_nps", "srv_third_search", "srv_feedback_limited", "ann_new_dashboard"}) {
+    SCOPED_TRACE(id);
+    const Survey* record = findRecord(surveys, id) ? findRecord(surveys, id) : findRecord(announcements, id);
+    ASSERT_NE(record, nullptr);
+    EXPECT_EQ(record->status, "published");
+    EXPECT_TRUE(record->structure() && record->targeting() && record->config() && record->analytics());
+  }
+
+  const Survey* nps = findRecord(surveys, "srv_checkout_nps");
+  ASSERT_TRUE(nps && nps->targeting() && nps->structure());
+  EXPECT_EQ(nps->eventTriggerId, "checkout_completed");
+  EXPECT_TRUE(nps->targeting()->rules.empty());
+  EXPECT_EQ(nps->targeting()->audience, "all");
+  EXPECT_EQ(nps->targeting()->percentage, 100);
+  ASSERT_FALSE(nps->structure()->questions.empty());
+  const SurveyQuestion question = nps->structure()->questions.front();
+  EXPECT_EQ(question.id, "nps_score");
+  EXPECT_EQ(question.minRating, 0);
+  EXPECT_EQ(question.maxRating, 10);
+
+  const Survey* search = findRecord(surveys, "srv_third_search");
+  ASSERT_TRUE(search && search->targeting());
+  EXPECT_EQ(search->eventTriggerId, "search_performed");
+  EXPECT_EQ(search->targeting()->behavioralTrigger, (BehavioralTrigger{true, "search_performed", "equals", 3}));
+
+  const Survey* feedback = findRecord(surveys, "srv_feedback_limited");
+  ASSERT_TRUE(feedback && feedback->targeting() && feedback->targeting()->frequency);
+  EXPECT_EQ(feedback->eventTriggerId, "feedback_requested");
+  EXPECT_EQ(feedback->targeting()->frequency->maxImpressions, 2);
+  EXPECT_EQ(feedback->targeting()->frequency->cooldownMinutes, 0);
+
+  const Survey* dashboard = findRecord(announcements, "ann_new_dashboard");
+  ASSERT_TRUE(dashboard && dashboard->structure() && dashboard->structure()->buttons);
+  EXPECT_EQ(dashboard->eventTriggerId, "dashboard_opened");
+  EXPECT_TRUE(dashboard->structure()->title && dashboard->structure()->description);
+  const SurveyButtons buttons = *dashboard->structure()->buttons;
+  EXPECT_EQ(buttons.primary,
+            (SurveyButton{"Try it now", std::nullopt, true, "open_dashboard", "demo://dashboard", "dashboard"}));
+  EXPECT_EQ(buttons.secondary,
+            (SurveyButton{"Maybe later", std::nullopt, true, "dismiss", std::nullopt, std::nullopt}));
+
+  gateway.signal(SIGTERM);
+  expectExitStatus(gateway.wait(), 0);
 }
 
 // Every content error takes this way out: status 2, its message on standard error.
