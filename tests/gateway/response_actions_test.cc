@@ -12,8 +12,6 @@
 namespace tarnwell::gateway {
 namespace {
 
-using namespace std::chrono_literals;
-
 class ResponseActionsTest : public GatewayServerTest {
  protected:
   // "kind/id/response id" of each response `path` lists, in order.
@@ -51,7 +49,6 @@ TEST_F(ResponseActionsTest, KeepsABannerResponseUnderItsBannerIdAndServesEachFil
   };
   EXPECT_EQ(submit("submit_announcement_banner_response", bannerResponse("r-1", "ann_new_dashboard")),
             R"({"ok":true,"data":{"success":true}})");
-  clock_->advance(2500ms);
   submit("submit_survey_response", surveyResponse("r-2", "srv_checkout_nps"));
   submit("submit_survey_response", surveyResponse("r-3", "srv_third_search"));
   // A survey that happens to share the banner's id is still a survey.
@@ -70,8 +67,6 @@ TEST_F(ResponseActionsTest, KeepsABannerResponseUnderItsBannerIdAndServesEachFil
             R"("answers":"{\"action\":\"open_dashboard\"}","score":null,"completionTime":12,)"
             R"("deviceInfo":"{\"model\":\"iPhone15,2\"}","location":null,)"
             R"("submittedAt":"2026-01-01T00:00:00.000Z","ownerId":"user_owner_1"})");
-  EXPECT_EQ(banner["receivedAt"].encode(), R"("2026-01-01T00:00:00.000Z")");
-  EXPECT_EQ(all["items"].asArray()->back()["receivedAt"].encode(), R"("2026-01-01T00:00:02.500Z")");
 
   EXPECT_EQ(listed("/__gateway/responses"),
             (std::vector<std::string>{"announcement/ann_new_dashboard/r-1", "survey/srv_checkout_nps/r-2",
@@ -131,16 +126,6 @@ TEST_F(ResponseActionsTest, AFaultOnSubmittingFailsTheAnswerAndKeepsNothing) {
   EXPECT_EQ(gateway().call("submit_survey_response", surveyResponse("r-1", "srv_checkout_nps")).encode(),
             R"({"ok":true,"data":{"success":true}})");
   EXPECT_EQ(listed("/__gateway/responses"), std::vector<std::string>{"survey/srv_checkout_nps/r-1"});
-}
-
-TEST_F(ResponseActionsTest, APayloadThatIsNoObjectIsRefusedAsABadRequest) {
-  const std::string input = R"({"action":"submit_survey_response","payload":["r-1"]})";
-  const httplib::Result result =
-      gateway().postRaw(JSONValue(JSONObject{{"body", input}}).encode(), kProjectId, kFunctionId);
-  ASSERT_TRUE(result);
-  EXPECT_EQ(result->status, 400);
-  EXPECT_EQ(JSONValue::decode(result->body)["type"].encode(), R"("general_argument_invalid")");
-  EXPECT_EQ(gateway().getJSON("/__gateway/responses").encode(), R"({"items":[]})");
 }
 
 }  // namespace
