@@ -11,17 +11,17 @@ constexpr const char* kResponseSchemaSql =
     " session_token TEXT, team_id TEXT, received_at TEXT NOT NULL);"
     "CREATE INDEX IF NOT EXISTS responses_by_answered ON responses (kind, answered_id)";
 
-JSONValue orNull(const std::optional<std::string>& text) { return text ? JSONValue(*text) : JSONValue(); }
+JSONValue textOrNull(const std::optional<std::string>& text) { return text ? JSONValue(*text) : JSONValue(); }
 
 }  // namespace
 
 JSONValue ReceivedResponse::toJSON() const {
   return JSONObject{{"sequence", sequence},
                     {"kind", kind},
-                    {"id", orNull(answeredId)},
+                    {"id", textOrNull(answeredId)},
                     {"payload", JSONValue::decode(payloadText)},
-                    {"sessionToken", orNull(sessionToken)},
-                    {"teamId", orNull(teamId)},
+                    {"sessionToken", textOrNull(sessionToken)},
+                    {"teamId", textOrNull(teamId)},
                     {"receivedAt", receivedAt}};
 }
 
