@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include <asio/use_awaitable.hpp>
+
 #include "tarnwell/backend/detail/gateway_errors.h"
 #include "tarnwell/core/coding_error.h"
 #include "tarnwell/core/log.h"
@@ -47,8 +49,12 @@ bool saysNotModified(const JSONObject& data) {
 
 RuntimeBundleRepository::RuntimeBundleRepository(RuntimeGatewayRepository gateway,
                                                  std::shared_ptr<AppwriteClient> client, KeyValueStore& store,
-                                                 Clock& clock)
-    : gateway_(std::move(gateway)), client_(std::move(client)), store_(store), clock_(clock) {}
+                                                 Clock& clock, std::shared_ptr<detail::BundleLoadGate> loads)
+    : gateway_(std::move(gateway)),
+      client_(std::move(client)),
+      store_(store),
+      clock_(clock),
+      loads_(std::move(loads)) {}
 
 std::string RuntimeBundleRepository::bundleCacheKey() const {
   return "tarnwell.runtimeBundle." + orDefault(client_->getTeamId(), "unknown_team") + "." +
@@ -74,11 +80,34 @@ void RuntimeBundleRepository::writeCachedBundle(const RuntimeBundle& bundle) con
   }
 }
 
+bool RuntimeBundleRepository::isFresh(const std::optional<RuntimeBundle>& cached) const {
+  return cached && !(toEpochSeconds(clock_.now()) - cached->loadedAt > kFreshForSeconds);
+}
+
 asio::awaitable<std::optional<RuntimeBundle>> RuntimeBundleRepository::loadBundle(bool force) {
   std::optional<RuntimeBundle> cached = readCachedBundle();
-  const double now = toEpochSeconds(clock_.now());
-  if (!force && cached && !(now - cached->loadedAt > kFreshForSeconds)) co_return cached;
+  if (!force && isFresh(cached)) co_return cached;
+  if (force || !loads_) co_return co_await fetchBundle(std::move(cached));
 
+  if (!co_await loads_->awaitTurn(asio::use_awaitable)) {
+    // Another kind's load has just finished: its answer is in the store. Only when it failed
+    // does this one ask again, on its own.
+    cached = readCachedBundle();
+    if (isFresh(cached)) co_return cached;
+    co_return co_await fetchBundle(std::move(cached));
+  }
+  struct FinishTurn {
+    detail::BundleLoadGate& gate;
+    ~FinishTurn() { gate.finish(); }
+  } turn{*loads_};
+  // A load that finished while this one waited for its turn may have stored a fresh bundle.
+  cached = readCachedBundle();
+  if (isFresh(cached)) co_return cached;
+  co_return co_await fetchBundle(std::move(cached));
+}
+
+asio::awaitable<std::optional<RuntimeBundle>> RuntimeBundleRepository::fetchBundle(
+    std::optional<RuntimeBundle> cached) {
   JSONObject data;
   try {
     data = co_await gateway_.execute("get_runtime_bundle", knownVersionsPayload(cached), true);

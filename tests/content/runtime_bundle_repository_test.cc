@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <asio/experimental/awaitable_operators.hpp>
+
 #include "tarnwell/content/detail/runtime_bundle_repository.h"
 #include "tarnwell/platform/memory_key_value_store.h"
 #include "tarnwell/testing/log_recorder.h"
@@ -11,6 +13,7 @@ namespace tarnwell {
 namespace {
 
 using testing::answerData;
+using testing::answerStatus;
 using testing::sentInput;
 
 constexpr std::string_view kSurvey = R"({"$id":"s1","name":"NPS","status":"published"})";
@@ -164,6 +167,29 @@ TEST(RuntimeBundleKeyTest, MissingTenantFallsBackToPlaceholders) {
   client->setEnvironment("");
   client->setTeamId("t");
   EXPECT_EQ(bundles.bundleCacheKey(), "tarnwell.runtimeBundle.t.production");
+}
+
+TEST_F(RuntimeBundleRepositoryTest, RepositoriesSharingAGateAskOnceForAStaleBundle) {
+  auto gate = std::make_shared<detail::BundleLoadGate>();
+  RuntimeBundleRepository surveys{RuntimeGatewayRepository(client, transport), client, store, clock, gate};
+  RuntimeBundleRepository flags{RuntimeGatewayRepository(client, transport), client, store, clock, gate};
+  auto loadBoth = [&]() -> asio::awaitable<std::size_t> {
+    using namespace asio::experimental::awaitable_operators;
+    auto [first, second] = co_await (surveys.loadBundle(false) && flags.loadBundle(false));
+    co_return (first ? first->surveys.size() : 0) + (second ? second->featureFlags.size() : 0);
+  };
+  answerData(*transport, itemsReply("{}", fullItems()));
+  EXPECT_EQ(testing::runSync(loadBoth()), 2u);
+  EXPECT_EQ(transport->requests().size(), 1u);
+
+  // When the shared load fails, the one that waited asks on its own.
+  clock.advance(std::chrono::seconds(901));
+  answerStatus(*transport, 503);
+  answerData(*transport, R"({"notModified":true})");
+  EXPECT_EQ(testing::runSync(loadBoth()), 2u);
+  EXPECT_EQ(transport->requests().size(), 3u);
+  EXPECT_EQ(store.keysWithPrefix("tarnwell.runtimeBundle.").size(), 1u);
+  EXPECT_EQ(bundles.readCachedBundle()->loadedAt, toEpochSeconds(clock.now()));
 }
 
 }  // namespace

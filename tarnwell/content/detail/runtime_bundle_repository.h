@@ -8,8 +8,9 @@
 //   RuntimeBundleRepository bundles(gateway, client, store, clock);
 //   std::optional<RuntimeBundle> bundle = co_await bundles.loadBundle(false);
 //
-// It holds no state of its own: the stored bundle is the shared state, and several loads may run
-// at once (the last to finish wins the entry). loadBundle never throws: a failed request is
+// It holds no state of its own: the stored bundle is the shared state. Repositories given the same
+// BundleLoadGate share one request for a stale bundle; without one several loads may run at once
+// (the last to finish wins the entry). loadBundle never throws: a failed request is
 // logged and the stored bundle, however old, is the answer. Internal: includes Asio.
 #pragma once
 
@@ -21,6 +22,7 @@
 
 #include "tarnwell/backend/detail/appwrite_client.h"
 #include "tarnwell/backend/detail/runtime_gateway_repository.h"
+#include "tarnwell/content/detail/bundle_load_gate.h"
 #include "tarnwell/content/runtime_bundle.h"
 #include "tarnwell/platform/clock.h"
 #include "tarnwell/platform/key_value_store.h"
@@ -33,7 +35,7 @@ class RuntimeBundleRepository {
   static constexpr double kFreshForSeconds = 900.0;
 
   RuntimeBundleRepository(RuntimeGatewayRepository gateway, std::shared_ptr<AppwriteClient> client,
-                          KeyValueStore& store, Clock& clock);
+                          KeyValueStore& store, Clock& clock, std::shared_ptr<detail::BundleLoadGate> loads = nullptr);
 
   asio::awaitable<std::optional<RuntimeBundle>> loadBundle(bool force);
 
@@ -44,10 +46,15 @@ class RuntimeBundleRepository {
   void writeCachedBundle(const RuntimeBundle& bundle) const;
 
  private:
+  // The request itself, answered from `cached` when it fails.
+  asio::awaitable<std::optional<RuntimeBundle>> fetchBundle(std::optional<RuntimeBundle> cached);
+  bool isFresh(const std::optional<RuntimeBundle>& cached) const;
+
   RuntimeGatewayRepository gateway_;
   std::shared_ptr<AppwriteClient> client_;
   KeyValueStore& store_;
   Clock& clock_;
+  std::shared_ptr<detail::BundleLoadGate> loads_;
 };
 
 }  // namespace tarnwell

@@ -1,0 +1,64 @@
+// File: tarnwell/content/detail/bundle_load_gate.h
+//
+// Lets the runtime bundle repositories of one SDK object share a request: the content kinds
+// refresh side by side, and on a stale bundle each would ask the gateway for the same document.
+// While one load is under way the others wait for it and then read what it stored.
+//
+//   bool mine = co_await gate->awaitTurn(asio::use_awaitable);
+//   if (mine) { ... load ...; gate->finish(); } else { ... read the stored bundle ... }
+//
+// Any thread; each waiter resumes on its own executor. finish() must follow every turn that
+// answered true, also when the load failed.
+#pragma once
+
+#include <asio/async_result.hpp>
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include "tarnwell/platform/detail/async.h"
+
+namespace tarnwell::detail {
+
+class BundleLoadGate {
+ public:
+  // Completes with true when the caller is to load (no other load runs), or with false once the
+  // load that was running has finished.
+  template <typename CompletionToken>
+  auto awaitTurn(CompletionToken&& token) {
+    return asio::async_initiate<CompletionToken, void(bool)>(
+        [this](auto handler) {
+          using Shot = OneShot<std::decay_t<decltype(handler)>, bool>;
+          auto shot = std::make_shared<Shot>(std::move(handler));
+          std::unique_lock lock(mutex_);
+          if (!loading_) {
+            loading_ = true;
+            lock.unlock();
+            shot->tryComplete(true);
+            return;
+          }
+          waiters_.push_back([shot] { shot->tryComplete(false); });
+        },
+        token);
+  }
+
+  void finish() {
+    std::vector<std::function<void()>> waiters;
+    {
+      std::lock_guard lock(mutex_);
+      loading_ = false;
+      waiters.swap(waiters_);
+    }
+    for (auto& wake : waiters) wake();
+  }
+
+ private:
+  std::mutex mutex_;
+  bool loading_ = false;
+  std::vector<std::function<void()>> waiters_;
+};
+
+}  // namespace tarnwell::detail
