@@ -24,11 +24,7 @@ std::string joinKey(std::string_view kind, std::initializer_list<std::string_vie
 BehavioralEventTracker::BehavioralEventTracker(KeyValueStore& defaults, PropertyManager& propertyManager)
     : defaults_(defaults), propertyManager_(propertyManager) {}
 
-std::string BehavioralEventTracker::identity() const {
-  if (std::string profileId = propertyManager_.getProfileId(); !profileId.empty()) return profileId;
-  if (auto userId = propertyManager_.getCurrentKnownUserId()) return *std::move(userId);
-  return propertyManager_.getAnonymousId();
-}
+std::string BehavioralEventTracker::identity() const { return propertyManager_.getDeliveryUserKey(); }
 
 void BehavioralEventTracker::recordEvent(std::string_view eventName, Timestamp occurredAt) {
   const std::string name = normalizedName(eventName);

@@ -133,6 +133,12 @@ std::optional<std::string> PropertyManager::getCurrentKnownUserId() const {
   return currentUserId_;
 }
 
+std::string PropertyManager::getDeliveryUserKey() const {
+  std::lock_guard lock(mutex_);
+  if (!profileId_.empty()) return profileId_;
+  return currentUserId_.value_or(anonymousId_);
+}
+
 std::string PropertyManager::getUserId() const {
   std::lock_guard lock(mutex_);
   return currentUserId_.value_or(anonymousId_);

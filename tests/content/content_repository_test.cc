@@ -16,6 +16,9 @@
 namespace tarnwell {
 namespace {
 
+using detail::AnnouncementRepository;
+using detail::SurveyRepository;
+
 using testing::answerData;
 using testing::answerStatus;
 using testing::sentInput;

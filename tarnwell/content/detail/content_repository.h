@@ -3,7 +3,8 @@
 // What every content repository (surveys, announcements, live cards, flags) shares: a gateway
 // and a runtime bundle repository of its own over the one client, and the way it reads its list:
 // from the runtime bundle when there is one (an empty list there is final), else through its own
-// list action, else an empty list and an ERROR line. Never throws. Internal: includes Asio.
+// list action, else an empty list and an ERROR line; and how it submits an acknowledged write.
+// Never throws. Internal: includes Asio.
 //
 //   class SurveyRepository : public ContentRepository {
 //     asio::awaitable<std::vector<Survey>> getSurveys() {
@@ -44,6 +45,17 @@ class ContentRepository {
       logError(failureText, textualForm(error));
     }
     co_return std::vector<T>{};
+  }
+
+  // An acknowledged write: whether the reply's "success" says so (missing counts as yes); false
+  // with an ERROR line when the call fails.
+  asio::awaitable<bool> submit(std::string action, JSONObject payload, std::string_view failureText) {
+    try {
+      co_return co_await gateway_.executeBoolean(std::move(action), std::move(payload), "success", true);
+    } catch (const std::exception& error) {
+      logError(failureText, textualForm(error));
+    }
+    co_return false;
   }
 
   RuntimeGatewayRepository gateway_;

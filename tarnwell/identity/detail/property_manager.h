@@ -39,6 +39,10 @@ class PropertyManager {
   std::optional<std::string> getCurrentKnownUserId() const;
   // The effective identity: the identified user, else the anonymous id.
   std::string getUserId() const;
+  // Whose on-device counters and delivery ledger apply: the profile id when it has characters,
+  // else the identified user (even an empty one), else the anonymous id. Unlike getUserId() it
+  // follows the profile, so a new profile starts fresh counts.
+  std::string getDeliveryUserKey() const;
 
   JSONObject getUserProperties() const;
   JSONObject getAppProperties() const;

@@ -1,0 +1,98 @@
+#include "tarnwell/surveys/detail/delivery_manager.h"
+
+#include "tarnwell/platform/detail/async.h"
+
+namespace tarnwell::detail {
+namespace {
+
+asio::awaitable<DeliveryList> fetchItems(DeliveryManager::Fetch fetch) {
+  std::vector<Survey> records = co_await fetch();
+  co_return makeDeliveryList(std::move(records));
+}
+
+asio::awaitable<std::optional<Segment>> lookUpSegment(SegmentRepository segments, std::string id) {
+  co_return co_await segments.getSegment(std::move(id));
+}
+
+}  // namespace
+
+DeliveryManager::DeliveryManager(DeliveryManagerParts parts, Fetch fetch)
+    : services_{.findSegment = {},
+                .properties = parts.properties,
+                .sessions = parts.sessions,
+                .tracker = parts.tracker,
+                .clock = parts.clock},
+      workers_(parts.workers),
+      segments_(std::move(parts.segments)),
+      fetch_(std::move(fetch)),
+      items_(makeDeliveryList({})),
+      current_(parts.main, std::nullopt) {
+  services_.findSegment = [this](std::string id) { return runOn(workers_, lookUpSegment(segments_, std::move(id))); };
+}
+
+asio::awaitable<void> DeliveryManager::refresh() { items_ = co_await runOn(workers_, fetchItems(fetch_)); }
+
+std::vector<Survey> DeliveryManager::list() const {
+  std::vector<Survey> records;
+  records.reserve(items_->size());
+  for (const DeliveryItem& item : *items_) records.push_back(item.survey);
+  return records;
+}
+
+asio::awaitable<bool> DeliveryManager::canShow(std::string eventName) {
+  // The check may suspend on a segment lookup while a refresh replaces the list: hold this one.
+  const DeliveryList items = items_;
+  for (const DeliveryItem* item : candidates(*items, eventName)) {
+    if (co_await check(*item, eventName, true) == DeliveryVerdict::eligible) co_return true;
+  }
+  co_return false;
+}
+
+asio::awaitable<std::optional<Survey>> DeliveryManager::show(std::string eventName) {
+  DeliveryList items = items_;
+  Candidates chosen = candidates(*items, eventName);
+  recordForShow(eventName, chosen);
+  const DeliveryItem* shown = co_await presentFirstEligible(items, std::move(chosen), eventName, true);
+  co_return shown ? std::optional<Survey>(shown->survey) : std::nullopt;
+}
+
+asio::awaitable<void> DeliveryManager::onEventTriggered(std::string eventName) {
+  recordForEvent(eventName);
+  DeliveryList items = items_;
+  Candidates chosen = candidates(*items, eventName);
+  co_await presentFirstEligible(items, std::move(chosen), eventName, false);
+}
+
+asio::awaitable<std::vector<DeliveryExplanation>> DeliveryManager::explain(std::string eventName) {
+  const DeliveryList items = items_;
+  std::vector<DeliveryExplanation> explanations;
+  for (const DeliveryItem* item : candidates(*items, eventName)) {
+    // Awaited apart from the aggregate: g++ 12 destroys temporaries of a co_await inside a
+    // braced initialiser twice.
+    const DeliveryVerdict verdict = co_await check(*item, eventName, true);
+    explanations.push_back({item->survey.id, verdict});
+  }
+  co_return explanations;
+}
+
+asio::awaitable<const DeliveryItem*> DeliveryManager::presentFirstEligible(DeliveryList items, Candidates candidates,
+                                                                           std::string eventName, bool useItemTrigger) {
+  for (const DeliveryItem* item : candidates) {
+    if (co_await check(*item, eventName, false) != DeliveryVerdict::eligible) continue;
+    const BehavioralTrigger* trigger =
+        item->targeting && item->targeting->behavioralTrigger ? &*item->targeting->behavioralTrigger : nullptr;
+    const bool itemNamesItsTrigger = useItemTrigger && trigger != nullptr && trigger->eventName;
+    present(*item, itemNamesItsTrigger ? std::string_view(*trigger->eventName) : std::string_view(eventName));
+    co_return item;
+  }
+  co_return nullptr;
+}
+
+void DeliveryManager::present(const DeliveryItem& item, std::string_view triggerEvent) {
+  current_.set(item.survey);
+  if (item.survey.id) shownAt_[*item.survey.id] = services_.clock.now();
+  recordPresentation(item);
+  markPresentedMilestone(item, triggerEvent, services_.tracker);
+}
+
+}  // namespace tarnwell::detail
