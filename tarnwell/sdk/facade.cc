@@ -144,7 +144,7 @@ std::shared_ptr<FeatureFlagManager> Tarnwell::Impl::featureFlagManager() {
 }
 
 RuntimeBundleRepository Tarnwell::Impl::makeRuntimeBundleRepository() {
-  return RuntimeBundleRepository(RuntimeGatewayRepository(client(), transport), client(), *store, *clock);
+  return RuntimeBundleRepository(RuntimeGatewayRepository(client(), transport), client(), *store, *clock, bundleLoads);
 }
 
 // ---- The shared object ---------------------------------------------------------------------

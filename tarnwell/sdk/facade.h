@@ -19,12 +19,15 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
+#include <tarnwell/announcements/announcement_callback.h>
 #include <tarnwell/backend/runtime_config.h>
 #include <tarnwell/content/runtime_bundle.h>
 #include <tarnwell/core/environment.h>
@@ -44,6 +47,10 @@
 #include <tarnwell/platform/published.h>
 #include <tarnwell/sdk/sdk_state.h>
 #include <tarnwell/sdk/user_debug_state.h>
+#include <tarnwell/surveys/delivery_verdict.h>
+#include <tarnwell/surveys/survey.h>
+#include <tarnwell/surveys/survey_callback.h>
+#include <tarnwell/surveys/survey_ledger_entry.h>
 
 namespace tarnwell {
 
@@ -130,9 +137,11 @@ class TARNWELL_API Tarnwell {
 
   // ---- Events ----------------------------------------------------------------------------
   // Counts the event for on-device triggers and, when admitted by the backend's switch, rate
-  // limit and sampling, queues it durably for the next flush. Before `ready` the event is
-  // dropped with a warning.
-  void trackEvent(std::string name, JSONObject properties = {}, std::string eventType = {});
+  // limit and sampling, queues it durably for the next flush; then the survey and announcement
+  // managers see it, and may present an item. Before `ready` the event is dropped with a
+  // warning. The completion runs on the main context once all of that has ended.
+  void trackEvent(std::string name, JSONObject properties = {}, std::string eventType = {},
+                  std::function<void()> completion = {});
   // The number of events waiting to be sent, reported on the main context.
   void getQueuedEventCount(std::function<void(std::size_t)> completion);
 
@@ -144,8 +153,9 @@ class TARNWELL_API Tarnwell {
   void refreshAllContent(std::function<void()> completion = {});
   // Only once ready.
   void refreshFeatureFlags(bool force = false, std::function<void()> completion = {});
-  // Gated on the survey, announcement and live-card managers, which this release does not build:
-  // until it does, these end at once without effect.
+  // Gated on their delivery managers, which exist from the first start-up on (and keep working
+  // after shutdown). The live-card manager is not built in this release: refreshLiveCards ends
+  // at once without effect.
   void refreshSurveys(bool force = false, std::function<void()> completion = {});
   void refreshAnnouncements(bool force = false, std::function<void()> completion = {});
   void refreshLiveCards(bool force = false, std::function<void()> completion = {});
@@ -175,6 +185,67 @@ class TARNWELL_API Tarnwell {
   // Records that the user reached a goal: an "experiment_conversion" event.
   void trackExperimentConversion(std::string key, std::optional<std::string> goalId = std::nullopt,
                                  std::optional<JSONValue> value = std::nullopt, JSONObject context = {});
+
+  // ---- Surveys ------------------------------------------------------------------------------
+  // Every survey operation is gated on the survey manager (built at start-up): without it reads
+  // answer false, absent or empty and the rest does nothing. Completions and callbacks run on
+  // the main context. Tracked events present surveys on their own; these are for hosts that
+  // decide the moment themselves.
+  //
+  // Whether a survey would be shown for the event now, counting the event as if recorded.
+  // Records nothing.
+  void canShowSurvey(std::string eventName, std::function<void(bool)> completion);
+  // Records the event for triggers and presents the first eligible survey, making it current;
+  // the completion gets it, or absent when none was shown (another may stay current).
+  void showSurvey(std::string eventName, std::function<void(std::optional<Survey>)> completion = {});
+  // The same, first keeping `callback` for every later outcome (it replaces the one before);
+  // the completion says whether a survey was shown.
+  void showSurvey(std::string eventName, std::shared_ptr<SurveyCallback> callback,
+                  std::function<void(bool)> completion = {});
+  // Sends the answers to the backend. When it accepts them: the outcome events, the callback's
+  // onSurveySubmitted (also for `completed` false), the delivery ledger's "completed", and the
+  // survey stops being current. When it does not, nothing of that happens and the survey stays
+  // current, so the view may offer to send again. The completion says whether it was accepted.
+  void submitSurveyResponse(Survey survey, JSONObject responses, bool completed,
+                            std::function<void(bool)> completion = {});
+  // Closes the current survey without a response: "dismissed" in the ledger, then onSurveyDismissed.
+  void dismissCurrentSurvey();
+  // Why each candidate of the event would or would not be shown now, in decision order. Records
+  // nothing and presents nothing.
+  void explainSurvey(std::string eventName, std::function<void(std::vector<DeliveryExplanation>)> completion);
+  // The surveys of the last refresh; absent without a manager.
+  void getSurveys(std::function<void(std::optional<std::vector<Survey>>)> completion);
+  void getCurrentSurvey(std::function<void(std::optional<Survey>)> completion);
+  // Follows the current survey (what an overlay draws), across managers replaced by a new
+  // start-up; first the value current when subscribing.
+  [[nodiscard]] Subscription subscribeCurrentSurvey(std::function<void(const std::optional<Survey>&)> observer);
+  // The delivery ledger of a survey for the current user (zeros when nothing is recorded).
+  void getSurveyLedgerEntry(std::string surveyId, std::function<void(SurveyLedgerEntry)> completion);
+
+  // ---- Announcements -------------------------------------------------------------------------
+  // As the survey operations, gated on the announcement manager. Announcements keep no ledger.
+  void canShowAnnouncement(std::string eventName, std::function<void(bool)> completion);
+  void showAnnouncement(std::string eventName, std::function<void(std::optional<Survey>)> completion = {});
+  void showAnnouncement(std::string eventName, std::shared_ptr<AnnouncementCallback> callback,
+                        std::function<void(bool)> completion = {});
+  // Serves the host and the screen first: the callback (onAnnouncementSubmitted with the primary
+  // button's target and link, or onAnnouncementCancelled with the secondary's when `completed`
+  // is false) and the dismissal, without onAnnouncementDismissed; then the backend. The
+  // completion says whether the backend accepted the response.
+  void submitAnnouncementResponse(Survey announcement, JSONObject responses, bool completed,
+                                  std::function<void(bool)> completion = {});
+  void dismissCurrentAnnouncement();
+  void explainAnnouncement(std::string eventName, std::function<void(std::vector<DeliveryExplanation>)> completion);
+  void getAnnouncements(std::function<void(std::optional<std::vector<Survey>>)> completion);
+  void getCurrentAnnouncement(std::function<void(std::optional<Survey>)> completion);
+  [[nodiscard]] Subscription subscribeCurrentAnnouncement(std::function<void(const std::optional<Survey>&)> observer);
+
+  // ---- On-device counters, for diagnostics ------------------------------------------------
+  // How often the event was counted for the current profile.
+  void getEventCount(std::string eventName, std::function<void(std::int64_t)> completion);
+  // Whether `count` is the milestone last marked shown for the item and event.
+  void wasMilestoneShown(std::string itemId, std::string eventName, std::int64_t count,
+                         std::function<void(bool)> completion);
 
   // ---- Identity ----------------------------------------------------------------------
   // Names the user (trimmed; blank names change nothing) and stores the traits as user

@@ -17,12 +17,6 @@ asio::awaitable<void> Tarnwell::Impl::refreshAllContent() {
   co_await (std::move(flags) && std::move(surveys) && std::move(announcements) && std::move(liveCards));
 }
 
-asio::awaitable<void> Tarnwell::Impl::refreshDeliveredContent(DeliveredContent, bool) {
-  // The gate of each of these kinds is its delivery manager. None is built in this release, so
-  // the gate is closed: the refresh ends without effect and leaves the kind's stamp absent.
-  co_return;
-}
-
 asio::awaitable<void> Tarnwell::Impl::refreshFeatureFlags(bool force) {
   if (!isReady()) co_return;
   std::int64_t ttlMs = 0;

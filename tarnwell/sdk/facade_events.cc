@@ -5,9 +5,10 @@
 namespace tarnwell {
 
 void Tarnwell::Impl::trackEvent(const std::string& name, const JSONObject& customProperties,
-                                const std::string& eventType) {
+                                const std::string& eventType, std::function<void()> completion) {
   if (!isReady()) {
     logWarn("Ignoring event " + name + " before SDK ready");
+    if (completion) completion();
     return;
   }
   // Every event counts for on-device triggers, also those sampling will drop.
@@ -20,16 +21,25 @@ void Tarnwell::Impl::trackEvent(const std::string& name, const JSONObject& custo
                      properties->getDeviceProperties(),
                      customProperties,
                      eventType};
-  spawnOnMain(queueEvent(std::move(record)));
+  spawnOnMain(deliverEvent(std::move(record), std::move(completion)));
 }
 
-asio::awaitable<void> Tarnwell::Impl::queueEvent(EventRecord record) {
+asio::awaitable<void> Tarnwell::Impl::deliverEvent(EventRecord record, std::function<void()> completion) {
+  const std::string name = record.eventName;
   co_await eventManager()->queueEvent(std::move(record));
+  // Triggers fire whether or not the queue admitted the event. Each manager is held for its
+  // turn: a new start-up may replace it meanwhile.
+  if (const auto manager = surveys.manager) co_await manager->onEventTriggered(name);
+  if (const auto manager = announcements.manager) co_await manager->onEventTriggered(name);
+  if (completion) completion();
 }
 
-void Tarnwell::trackEvent(std::string name, JSONObject properties, std::string eventType) {
+void Tarnwell::trackEvent(std::string name, JSONObject properties, std::string eventType,
+                          std::function<void()> completion) {
   impl_->runOnMain([impl = impl_.get(), name = std::move(name), properties = std::move(properties),
-                    eventType = std::move(eventType)] { impl->trackEvent(name, properties, eventType); });
+                    eventType = std::move(eventType), completion = std::move(completion)]() mutable {
+    impl->trackEvent(name, properties, eventType, std::move(completion));
+  });
 }
 
 void Tarnwell::getQueuedEventCount(std::function<void(std::size_t)> completion) {

@@ -71,7 +71,7 @@ TEST_F(FlagCommandsTest, ExperimentCommandsShowTheAssignmentAndTrackEvents) {
 TEST_F(FlagCommandsTest, RefreshAndBundleShowWhatIsStored) {
   EXPECT_EQ(run({"bundle"}), (Lines{R"({"cmd":"bundle","bundle":null})"}));
   run({"init"});
-  EXPECT_EQ(bundleRequests, 1);
+  EXPECT_EQ(bundleRequests, 1);  // the content kinds share one request at start-up
   const Lines lines =
       run({"bundle", "refresh flags", "refresh flags force", "refresh", "refresh stickers", "refresh all force"});
   ASSERT_EQ(lines.size(), 6u);

@@ -2,7 +2,8 @@
 //
 // What the Tarnwell facade owns and the routines its public members run on the main context.
 // The members are split by theme over facade.cc (construction and reads), facade_startup.cc,
-// facade_identity.cc, facade_events.cc, facade_flags.cc, facade_content.cc and
+// facade_identity.cc, facade_events.cc, facade_flags.cc, facade_content.cc, facade_delivery.cc
+// (what surveys and announcements share), facade_surveys.cc, facade_announcements.cc and
 // facade_lifecycle.cc.
 //
 // Threads: fields under "main context only" are touched only there; the ones under `mutex` may
@@ -19,6 +20,7 @@
 #include <mutex>
 #include <optional>
 
+#include "tarnwell/announcements/detail/announcement_manager.h"
 #include "tarnwell/backend/detail/api_key_repository.h"
 #include "tarnwell/core/detail/log_scope.h"
 #include "tarnwell/events/detail/behavioral_event_tracker.h"
@@ -34,6 +36,7 @@
 #include "tarnwell/platform/detail/uuid.h"
 #include "tarnwell/sdk/detail/content_refresh.h"
 #include "tarnwell/sdk/facade.h"
+#include "tarnwell/surveys/detail/survey_manager.h"
 
 namespace tarnwell {
 
@@ -81,8 +84,10 @@ struct Tarnwell::Impl {
   void setPropertyThenSync(std::function<void(PropertyManager&)> change);
 
   // ---- Events (facade_events.cc) --------------------------------------------------------
-  void trackEvent(const std::string& name, const JSONObject& properties, const std::string& eventType);
-  asio::awaitable<void> queueEvent(EventRecord record);
+  void trackEvent(const std::string& name, const JSONObject& properties, const std::string& eventType,
+                  std::function<void()> completion = {});
+  // Queues the record, then lets the survey and announcement managers see the event.
+  asio::awaitable<void> deliverEvent(EventRecord record, std::function<void()> completion);
   asio::awaitable<void> reportQueuedEventCount(std::function<void(std::size_t)> completion);
 
   // ---- Content and flags (facade_content.cc, facade_flags.cc) ---------------------------
@@ -91,6 +96,52 @@ struct Tarnwell::Impl {
   // The kinds whose refresh feeds a delivery manager's published list.
   enum class DeliveredContent { surveys, announcements, liveCards };
   asio::awaitable<void> refreshDeliveredContent(DeliveredContent kind, bool force);
+
+  // ---- Surveys and announcements (facade_delivery.cc, facade_surveys.cc, facade_announcements.cc)
+  // A delivery manager's place in the facade: the manager of the last start-up, the observer of
+  // its current item, when that item went on screen, and the current item as hosts follow it.
+  struct DeliverySlot {
+    explicit DeliverySlot(MainContext& main) : current(main, std::nullopt) {}
+    std::shared_ptr<detail::DeliveryManager> manager;
+    Subscription observer;
+    std::optional<Timestamp> presentedAt;
+    Published<std::optional<Survey>> current;
+  };
+  DeliverySlot& slot(DeliveredContent kind);
+  // Builds fresh survey and announcement managers (a new start-up replaces them) and observes
+  // their current items.
+  void configureDeliveryManagers();
+  void observeCurrentItem(DeliveredContent kind, const std::optional<Survey>& item);
+  // The item's impression events, unless the backend's kill switch silences them.
+  void reportImpression(DeliveredContent kind, const Survey& item);
+  // An event about an item: its ids and names added, type "survey" or "announcement".
+  void trackItemEvent(DeliveredContent kind, const std::string& name, const Survey& item, JSONObject properties);
+  // The dashboard's own submit and response events of an accepted answer, with the answers.
+  void trackAnsweredEvents(DeliveredContent kind, const Survey& item, const JSONObject& responses);
+  asio::awaitable<void> canShow(DeliveredContent kind, std::string eventName, std::function<void(bool)> completion);
+  asio::awaitable<void> show(DeliveredContent kind, std::string eventName,
+                             std::function<void(std::optional<Survey>)> completion);
+  asio::awaitable<void> explain(DeliveredContent kind, std::string eventName,
+                                std::function<void(std::vector<DeliveryExplanation>)> completion);
+  // Runs `work` with the kind's manager on the main context; without one, `closed` instead.
+  void withManager(DeliveredContent kind, std::function<void(detail::DeliveryManager&)> work,
+                   std::function<void()> closed);
+  void readList(DeliveredContent kind, std::function<void(std::optional<std::vector<Survey>>)> completion);
+  void readCurrent(DeliveredContent kind, std::function<void(std::optional<Survey>)> completion);
+  std::shared_ptr<detail::SurveyManager> surveyManager() const;
+  std::shared_ptr<detail::AnnouncementManager> announcementManager() const;
+  // The answers of a response as the backend records them.
+  std::optional<SurveyResponse> makeResponse(DeliveredContent kind, const Survey& item, const JSONObject& responses,
+                                             bool completed);
+  asio::awaitable<void> submitSurveyResponse(Survey survey, JSONObject responses, bool completed,
+                                             std::function<void(bool)> completion);
+  void reportSurveyOutcome(const Survey& survey, const JSONObject& responses, bool completed);
+  void dismissCurrentSurvey();
+  asio::awaitable<void> submitAnnouncementResponse(Survey announcement, JSONObject responses, bool completed,
+                                                   std::function<void(bool)> completion);
+  void reportAnnouncementOutcome(const Survey& announcement, const JSONObject& responses, bool completed,
+                                 std::optional<Timestamp> presentedAt);
+  void dismissCurrentAnnouncement();
   void refreshDeliveredContentThen(DeliveredContent kind, bool force, std::function<void()> completion);
   // Runs `work` on the main context and calls `completion` there when it has ended; from any thread.
   void spawnThen(asio::awaitable<void> work, std::function<void()> completion);
@@ -147,6 +198,13 @@ struct Tarnwell::Impl {
   std::unique_ptr<BehavioralEventTracker> trackerInstance;
   std::unique_ptr<RuntimeTelemetryBatcher> telemetryInstance;
   std::shared_ptr<FeatureFlagManager> featureFlagManagerInstance;
+  // One bundle request at a time for all content kinds: they refresh side by side.
+  std::shared_ptr<detail::BundleLoadGate> bundleLoads = std::make_shared<detail::BundleLoadGate>();
+  DeliverySlot surveys{*main};
+  DeliverySlot announcements{*main};
+  std::shared_ptr<SurveyCallback> surveyCallback;
+  std::shared_ptr<AnnouncementCallback> announcementCallback;
+  bool suppressNextAnnouncementDismissCallback = false;
   RefreshStamps refreshStamps;
   TarnwellSDKConfig sdkConfig = legacyPlaceholderConfig();
   BackgroundTaskHost::TaskId backgroundFlushTaskId = BackgroundTaskHost::invalidTask;
