@@ -47,8 +47,9 @@ TEST_F(EventCommandsTest, TrackQueueAndFlushSendTheEventsWithTheirTypesAndProper
 }
 
 TEST_F(EventCommandsTest, IdentifyWaitsForTheUserAndProfileCommandsTakeOneObject) {
-  EXPECT_EQ(run({R"(identify user-1 {"plan": "gold"})"}), Lines{R"({"cmd":"identify","ok":true})"});
-  EXPECT_EQ(host->sdk().getUserId(), "user-1");
+  // A quoted user carries its blank; the traits object with blanks inside is one argument.
+  EXPECT_EQ(run({R"(identify "user 1" {"plan": "gold"})"}), Lines{R"({"cmd":"identify","ok":true})"});
+  EXPECT_EQ(host->sdk().getUserId(), "user 1");
   EXPECT_EQ(host->sdk().getUserDebugState().profileId, "prf-server");
   EXPECT_EQ(run({R"(set-user-profile {"userId": "user-2", "userType": "pro", "customProperties": {"tier": 2}})"}),
             Lines{R"({"cmd":"set-user-profile","ok":true})"});
@@ -62,14 +63,14 @@ TEST_F(EventCommandsTest, IdentifyWaitsForTheUserAndProfileCommandsTakeOneObject
 TEST_F(EventCommandsTest, BadArgumentsAreErrorLinesAndChangeNothing) {
   EXPECT_EQ(
       run({"track", "track x custom [1]", "identify", R"(identify u [1])", R"(set-user-profile {"userType": "pro"})",
-           R"(set-user-profile {"userId": "u", "userType": "t", "appProperties": 3})", "flush now"}),
+           R"(set-user-profile {"userId": "u", "userType": "t", "appProperties": 3})", R"(identify " ")", "flush now"}),
       (Lines{R"({"cmd":"track","error":"missing event name"})",
              R"({"cmd":"track","error":"properties must be a JSON object"})",
              R"({"cmd":"identify","error":"missing user id"})",
              R"({"cmd":"identify","error":"traits must be a JSON object"})",
              R"({"cmd":"set-user-profile","error":"profile needs the text \"userId\""})",
              R"({"cmd":"set-user-profile","error":"profile's \"appProperties\" must be an object"})",
-             R"({"cmd":"flush","error":"takes no arguments"})"}));
+             R"({"cmd":"identify","error":"missing user id"})", R"({"cmd":"flush","error":"takes no arguments"})"}));
   EXPECT_EQ(host->sdk().getUserId(), std::nullopt);
 }
 

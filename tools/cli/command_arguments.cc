@@ -1,7 +1,7 @@
 #include "tools/cli/command_arguments.h"
 
+#include <algorithm>
 #include <charconv>
-#include <cstdint>
 #include <string>
 
 #include "tools/cli/command_table.h"
@@ -10,6 +10,36 @@ namespace tarnwell::cli {
 namespace {
 
 constexpr std::string_view kBlanks = " \t\r\n";
+
+// Where the argument at the start of `text` ends: a JSON string, object or list at its matching
+// close (blanks inside do not count), anything else at the first blank.
+std::size_t argumentLength(std::string_view text) {
+  if (text.empty()) return 0;
+  if (const char first = text.front(); first != '"' && first != '{' && first != '[') {
+    return std::min(text.find_first_of(kBlanks), text.size());
+  }
+  int depth = 0;
+  bool inString = false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    if (inString) {
+      if (c == '\\') {
+        ++i;
+      } else if (c == '"') {
+        inString = false;
+        if (depth == 0) return i + 1;
+      }
+    } else if (c == '"') {
+      inString = true;
+    } else if (c == '{' || c == '[') {
+      ++depth;
+    } else if ((c == '}' || c == ']') && --depth <= 0) {
+      return i + 1;
+    }
+  }
+  // Unclosed: the rest of the line, which then fails to read as what it should be.
+  return text.size();
+}
 
 }  // namespace
 
@@ -26,10 +56,29 @@ std::pair<std::string_view, std::string_view> splitFirstWord(std::string_view te
   return {text.substr(0, end), trimBlanks(text.substr(end))};
 }
 
+std::pair<std::string_view, std::string_view> splitFirstArgument(std::string_view text) {
+  text = trimBlanks(text);
+  const std::size_t length = argumentLength(text);
+  return {text.substr(0, length), trimBlanks(text.substr(length))};
+}
+
 void expectNoArguments(std::string_view arguments) {
   if (!trimBlanks(arguments).empty()) {
     throw CommandError("takes no arguments");
   }
+}
+
+std::string readWord(std::string_view argument, std::string_view what) {
+  argument = trimBlanks(argument);
+  if (!argument.starts_with('"')) return std::string(argument);
+  // A leading quote makes it a JSON string, and nothing else may follow it.
+  return readJSONArgument(argument, what).asString()->str();
+}
+
+std::pair<std::string, std::string_view> readLeadingWord(std::string_view text, std::string_view what) {
+  const auto [argument, rest] = splitFirstArgument(text);
+  if (argument.empty()) throw CommandError("missing " + std::string(what));
+  return {readWord(argument, what), rest};
 }
 
 JSONValue readJSONArgument(std::string_view text, std::string_view what) {
@@ -44,41 +93,15 @@ JSONValue readJSONArgument(std::string_view text, std::string_view what) {
   }
 }
 
-namespace {
-
-// Where the JSON value at the start of `text` ends: the matching close of an object, list or
-// string, else the first blank.
-std::size_t leadingValueLength(std::string_view text) {
-  int depth = 0;
-  bool inString = false;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const char c = text[i];
-    if (inString) {
-      if (c == '\\') {
-        ++i;
-      } else if (c == '"') {
-        inString = false;
-        if (depth == 0) return i + 1;
-      }
-    } else if (c == '"') {
-      inString = true;
-    } else if (c == '{' || c == '[') {
-      ++depth;
-    } else if (c == '}' || c == ']') {
-      if (--depth <= 0) return i + 1;
-    } else if (depth == 0 && (c == ' ' || c == '\t')) {
-      return i;
-    }
-  }
-  return text.size();
+std::pair<JSONValue, std::string_view> readLeadingJSONArgument(std::string_view text, std::string_view what) {
+  const auto [argument, rest] = splitFirstArgument(text);
+  return {readJSONArgument(argument, what), rest};
 }
 
-}  // namespace
-
-std::pair<JSONValue, std::string_view> readLeadingJSONArgument(std::string_view text, std::string_view what) {
-  text = trimBlanks(text);
-  const std::size_t length = leadingValueLength(text);
-  return {readJSONArgument(text.substr(0, length), what), trimBlanks(text.substr(length))};
+JSONObject readJSONObjectArgument(std::string_view text, std::string_view what) {
+  JSONValue value = readJSONArgument(text, what);
+  if (!value.isObject()) throw CommandError(std::string(what) + " must be a JSON object");
+  return std::move(*value.asObject());
 }
 
 std::chrono::milliseconds readMilliseconds(std::string_view text) {
@@ -92,6 +115,17 @@ std::chrono::milliseconds readMilliseconds(std::string_view text) {
     throw CommandError("not a whole number of milliseconds: " + std::string(text));
   }
   return std::chrono::milliseconds(count);
+}
+
+std::int64_t readWholeNumber(std::string_view text, std::string_view what) {
+  text = trimBlanks(text);
+  if (text.empty()) throw CommandError("missing " + std::string(what));
+  std::int64_t number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || end != text.data() + text.size()) {
+    throw CommandError(std::string(what) + " must be a whole number, not " + std::string(text));
+  }
+  return number;
 }
 
 }  // namespace tarnwell::cli

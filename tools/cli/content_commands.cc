@@ -10,11 +10,13 @@ using RefreshOperation = void (Tarnwell::*)(bool, std::function<void()>);
 
 // `[all|flags|surveys|announcements|livecards] [force]`, waited for.
 JSONObject refresh(CommandHost& host, std::string_view arguments) {
-  auto [kindWord, rest] = splitFirstWord(arguments);
-  const std::string kind = kindWord.empty() ? "all" : std::string(kindWord);
+  auto [kindArgument, rest] = splitFirstArgument(arguments);
+  const std::string kind = kindArgument.empty() ? "all" : readWord(kindArgument, "content kind");
   bool force = false;
   if (!rest.empty()) {
-    if (rest != "force") throw CommandError("expected \"force\", got \"" + std::string(rest) + "\"");
+    if (readWord(rest, "force") != "force") {
+      throw CommandError("expected \"force\", got \"" + std::string(rest) + "\"");
+    }
     force = true;
   }
   if (kind == "all") {

@@ -8,19 +8,15 @@ namespace {
 
 // `NAME [TYPE] [PROPS_JSON]`: a missing type is the empty type.
 JSONObject track(CommandHost& host, std::string_view arguments) {
-  auto [name, rest] = splitFirstWord(arguments);
-  if (name.empty()) throw CommandError("missing event name");
-  std::string_view type;
-  if (!rest.empty() && rest.front() != '{') {
-    std::tie(type, rest) = splitFirstWord(rest);
+  std::string name;
+  std::string type;
+  std::string_view rest;
+  std::tie(name, rest) = readLeadingWord(arguments, "event name");
+  if (!rest.empty() && !rest.starts_with('{') && !rest.starts_with('[')) {
+    std::tie(type, rest) = readLeadingWord(rest, "event type");
   }
-  JSONObject properties;
-  if (!rest.empty()) {
-    JSONValue value = readJSONArgument(rest, "properties");
-    if (!value.isObject()) throw CommandError("properties must be a JSON object");
-    properties = std::move(*value.asObject());
-  }
-  host.sdk().trackEvent(std::string(name), std::move(properties), std::string(type));
+  JSONObject properties = rest.empty() ? JSONObject{} : readJSONObjectArgument(rest, "properties");
+  host.sdk().trackEvent(std::move(name), std::move(properties), std::move(type));
   return JSONObject{{"ok", true}};
 }
 

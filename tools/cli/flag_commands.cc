@@ -8,16 +8,21 @@
 namespace tarnwell::cli {
 namespace {
 
-std::string requireKey(std::string_view key) {
-  if (key.empty()) throw CommandError("missing flag key");
-  return std::string(key);
+// The flag key that starts a command's arguments, and the arguments after it.
+struct Keyed {
+  std::string key;
+  std::string_view rest;
+};
+
+Keyed readKey(std::string_view arguments) {
+  Keyed keyed;
+  std::tie(keyed.key, keyed.rest) = readLeadingWord(arguments, "flag key");
+  if (keyed.key.empty()) throw CommandError("missing flag key");
+  return keyed;
 }
 
 JSONObject contextArgument(std::string_view text) {
-  if (text.empty()) return {};
-  JSONValue context = readJSONArgument(text, "context");
-  if (!context.isObject()) throw CommandError("context must be a JSON object");
-  return std::move(*context.asObject());
+  return text.empty() ? JSONObject{} : readJSONObjectArgument(text, "context");
 }
 
 template <typename T>
@@ -28,69 +33,67 @@ JSONValue typedFlag(CommandHost& host, const std::string& key, T defaultValue) {
 
 // `KEY [DEFAULT_JSON]`: read as the default's JSON type; without one, the raw value.
 JSONObject flag(CommandHost& host, std::string_view arguments) {
-  auto [keyWord, rest] = splitFirstWord(arguments);
-  const std::string key = requireKey(keyWord);
-  if (rest.empty()) {
+  const Keyed flag = readKey(arguments);
+  if (flag.rest.empty()) {
     const auto value = host.ask<std::optional<JSONValue>>(
-        [&](auto answer) { host.sdk().getFeatureFlagValue(key, std::move(answer)); });
+        [&](auto answer) { host.sdk().getFeatureFlagValue(flag.key, std::move(answer)); });
     return JSONObject{
-        {"key", JSONValue(key)}, {"found", JSONValue(value.has_value())}, {"value", value.value_or(nullptr)}};
+        {"key", JSONValue(flag.key)}, {"found", JSONValue(value.has_value())}, {"value", value.value_or(nullptr)}};
   }
-  const JSONValue defaultValue = readJSONArgument(rest, "default value");
+  const JSONValue defaultValue = readJSONArgument(flag.rest, "default value");
   JSONValue value;
   if (const bool* flagDefault = defaultValue.asBool()) {
-    value = typedFlag(host, key, *flagDefault);
+    value = typedFlag(host, flag.key, *flagDefault);
   } else if (const double* number = defaultValue.asNumber()) {
-    value = typedFlag(host, key, *number);
+    value = typedFlag(host, flag.key, *number);
   } else if (const JSONString* text = defaultValue.asString()) {
-    value = typedFlag(host, key, text->str());
+    value = typedFlag(host, flag.key, text->str());
   } else {
-    value = typedFlag(host, key, defaultValue);
+    value = typedFlag(host, flag.key, defaultValue);
   }
-  return JSONObject{{"key", JSONValue(key)}, {"value", std::move(value)}};
+  return JSONObject{{"key", JSONValue(flag.key)}, {"value", std::move(value)}};
 }
 
 JSONObject experiment(CommandHost& host, std::string_view arguments) {
-  auto [keyWord, rest] = splitFirstWord(arguments);
-  const std::string key = requireKey(keyWord);
-  expectNoArguments(rest);
+  const Keyed flag = readKey(arguments);
+  expectNoArguments(flag.rest);
   const auto variation = host.ask<std::optional<Variation>>(
-      [&](auto answer) { host.sdk().getExperimentVariation(key, std::move(answer)); });
-  return JSONObject{{"key", JSONValue(key)}, {"variation", variation ? variation->encode() : JSONValue()}};
+      [&](auto answer) { host.sdk().getExperimentVariation(flag.key, std::move(answer)); });
+  return JSONObject{{"key", JSONValue(flag.key)}, {"variation", variation ? variation->encode() : JSONValue()}};
 }
 
 JSONObject experimentConfig(CommandHost& host, std::string_view arguments) {
-  auto [keyWord, rest] = splitFirstWord(arguments);
-  const std::string key = requireKey(keyWord);
-  expectNoArguments(rest);
+  const Keyed flag = readKey(arguments);
+  expectNoArguments(flag.rest);
   const auto config = host.ask<std::optional<ExperimentConfig>>(
-      [&](auto answer) { host.sdk().getExperimentConfig(key, std::move(answer)); });
-  return JSONObject{{"key", JSONValue(key)}, {"config", config ? config->encode() : JSONValue()}};
+      [&](auto answer) { host.sdk().getExperimentConfig(flag.key, std::move(answer)); });
+  return JSONObject{{"key", JSONValue(flag.key)}, {"config", config ? config->encode() : JSONValue()}};
 }
 
 // `KEY [CONTEXT_JSON]`
 JSONObject exposure(CommandHost& host, std::string_view arguments) {
-  auto [keyWord, rest] = splitFirstWord(arguments);
-  host.sdk().trackExperimentExposure(requireKey(keyWord), contextArgument(rest));
+  Keyed flag = readKey(arguments);
+  host.sdk().trackExperimentExposure(std::move(flag.key), contextArgument(flag.rest));
   return JSONObject{{"ok", true}};
 }
 
-// `KEY [GOAL] [VALUE_JSON] [CONTEXT_JSON]`: a goal is a word that is not JSON.
+// `KEY [GOAL] [VALUE_JSON] [CONTEXT_JSON]`: a goal is an argument that does not read as JSON, so a
+// quoted one is the value.
 JSONObject conversion(CommandHost& host, std::string_view arguments) {
-  auto [keyWord, rest] = splitFirstWord(arguments);
-  const std::string key = requireKey(keyWord);
+  Keyed flag = readKey(arguments);
   std::optional<std::string> goalId;
-  if (auto [word, afterWord] = splitFirstWord(rest); !word.empty()) {
+  if (auto [argument, afterGoal] = splitFirstArgument(flag.rest); !argument.empty()) {
     try {
-      JSONValue::decode(word);
+      JSONValue::decode(argument);
     } catch (const DecodingError&) {
-      goalId = std::string(word);
-      rest = afterWord;
+      goalId = std::string(argument);
+      flag.rest = afterGoal;
     }
   }
   std::optional<JSONValue> value;
-  if (!rest.empty()) std::tie(value, rest) = readLeadingJSONArgument(rest, "value");
-  host.sdk().trackExperimentConversion(key, std::move(goalId), std::move(value), contextArgument(rest));
+  if (!flag.rest.empty()) std::tie(value, flag.rest) = readLeadingJSONArgument(flag.rest, "value");
+  host.sdk().trackExperimentConversion(std::move(flag.key), std::move(goalId), std::move(value),
+                                       contextArgument(flag.rest));
   return JSONObject{{"ok", true}};
 }
 

@@ -16,20 +16,11 @@ JSONObject debug(CommandHost& host, std::string_view arguments) {
 // `KEY JSON`: the rest of the line after the key is one JSON value.
 CommandHandler propertyCommand(PropertySetter setter) {
   return [setter](CommandHost& host, std::string_view arguments) {
-    const auto [key, json] = splitFirstWord(arguments);
-    if (key.empty()) {
-      throw CommandError("missing property key");
-    }
+    auto [key, json] = readLeadingWord(arguments, "property key");
     JSONValue value = readJSONArgument(json, "JSON value");
-    (host.sdk().*setter)(std::string(key), std::move(value));
+    (host.sdk().*setter)(std::move(key), std::move(value));
     return JSONObject{{"ok", true}};
   };
-}
-
-JSONObject objectArgument(std::string_view text, std::string_view what) {
-  JSONValue value = readJSONArgument(text, what);
-  if (!value.isObject()) throw CommandError(std::string(what) + " must be a JSON object");
-  return std::move(*value.asObject());
 }
 
 // Waits (bounded) until the SDK names `userId` as its user: identify reaches the backend first.
@@ -40,16 +31,17 @@ void awaitUser(CommandHost& host, const std::string& userId) {
 
 // `USER [TRAITS_JSON]`
 JSONObject identify(CommandHost& host, std::string_view arguments) {
-  const auto [user, traits] = splitFirstWord(arguments);
-  if (user.empty()) throw CommandError("missing user id");
-  host.sdk().identify(std::string(user), traits.empty() ? JSONObject{} : objectArgument(traits, "traits"));
-  awaitUser(host, std::string(user));
+  const auto [user, traits] = readLeadingWord(arguments, "user id");
+  // The SDK ignores a blank name, so waiting for it would only run into the limit.
+  if (trimBlanks(user).empty()) throw CommandError("missing user id");
+  host.sdk().identify(user, traits.empty() ? JSONObject{} : readJSONObjectArgument(traits, "traits"));
+  awaitUser(host, user);
   return JSONObject{{"ok", true}};
 }
 
 // One JSON object with userId, userType and the four property maps.
 JSONObject setUserProfile(CommandHost& host, std::string_view arguments) {
-  const JSONObject profile = objectArgument(arguments, "profile");
+  const JSONObject profile = readJSONObjectArgument(arguments, "profile");
   const auto text = [&](std::string_view key) {
     const JSONValue* value = profile.find(key);
     if (value == nullptr || !value->isString())
@@ -72,14 +64,14 @@ JSONObject setUserProfile(CommandHost& host, std::string_view arguments) {
 // `[REASON]`
 JSONObject resetUser(CommandHost& host, std::string_view arguments) {
   const std::string previous = host.sdk().getUserDebugState().anonymousId;
-  host.sdk().resetUser(std::string(trimBlanks(arguments)));
+  host.sdk().resetUser(readWord(arguments, "reason"));
   host.waitUntil([&] { return host.sdk().getUserDebugState().anonymousId != previous; });
   return JSONObject{{"ok", true}};
 }
 
 // `TYPE`
 JSONObject setUserType(CommandHost& host, std::string_view arguments) {
-  host.sdk().setUserType(std::string(trimBlanks(arguments)));
+  host.sdk().setUserType(readWord(arguments, "user type"));
   return JSONObject{{"ok", true}};
 }
 
