@@ -1,6 +1,7 @@
 // The identity and event commands against a scripted gateway that answers every action.
 #include <gtest/gtest.h>
 
+#include "tarnwell/testing/virtual_clock.h"
 #include "tests/cli/cli_test_support.h"
 
 namespace tarnwell::cli {
@@ -9,7 +10,9 @@ namespace {
 using Lines = std::vector<std::string>;
 
 struct EventCommandsTest : testing::CommandHostFixture {
-  void SetUp() override {
+  void SetUp() override { start(testing::scriptedHostOptions(transport)); }
+
+  void start(HostOptions options) {
     transport->setResponder([](const HttpRequest& request) -> HttpResult {
       const std::optional<std::string> action = testing::gatewayInput(request)["action"].stringValue();
       if (action == "bootstrap") return tarnwell::testing::httpResponse(testing::kGoodBootstrap);
@@ -17,7 +20,7 @@ struct EventCommandsTest : testing::CommandHostFixture {
         return tarnwell::testing::httpResponse(R"({"ok":true,"data":{"profileId":"prf-server"}})");
       return tarnwell::testing::httpResponse(R"({"ok":true,"data":{}})");
     });
-    startHost(testing::scriptedHostOptions(transport));
+    startHost(std::move(options));
     host->execute("init");
   }
 
@@ -82,6 +85,35 @@ TEST_F(EventCommandsTest, ForegroundAndBackgroundFollowTheHostsLifecycle) {
   host->waitUntil([&] { return !host->sdk().isApplicationInForeground(); });
   EXPECT_FALSE(host->sdk().isApplicationInForeground());
 }
+
+// On a virtual clock time moves only with `advance`, which runs what falls due: the flush loop
+// sends the queue, whether the host pumps the main context or the SDK runs it on its own thread.
+struct VirtualClockTest : EventCommandsTest, ::testing::WithParamInterface<MainContext::Mode> {
+  void SetUp() override {
+    HostOptions options = testing::scriptedHostOptions(transport, GetParam());
+    options.clock = std::make_shared<tarnwell::testing::VirtualClock>();
+    start(std::move(options));
+  }
+};
+
+TEST_P(VirtualClockTest, AdvanceRunsTheFlushLoopOnceItsIntervalHasPassedBeforeItAnswers) {
+  EXPECT_EQ(run({"track app_opened", "advance 119000"}),
+            (Lines{R"({"cmd":"track","ok":true})", R"({"cmd":"advance","ok":true})"}));
+  EXPECT_TRUE(sentEvents().empty());
+  EXPECT_EQ(run({"advance 1000"}), Lines{R"({"cmd":"advance","ok":true})"});
+  const std::vector<JSONValue> events = sentEvents();
+  ASSERT_EQ(events.size(), 2u);  // the session's start, then the event
+  EXPECT_EQ(events[1]["event_name"], JSONValue("app_opened"));
+  EXPECT_EQ(run({"queue", "advance soon"}),
+            (Lines{R"({"cmd":"queue","count":0})",
+                   R"({"cmd":"advance","error":"not a whole number of milliseconds: soon"})"}));
+}
+
+INSTANTIATE_TEST_SUITE_P(BothContextModes, VirtualClockTest,
+                         ::testing::Values(MainContext::Mode::hostPumped, MainContext::Mode::ownThread),
+                         [](const auto& info) {
+                           return info.param == MainContext::Mode::hostPumped ? "hostPumped" : "ownThread";
+                         });
 
 }  // namespace
 }  // namespace tarnwell::cli

@@ -37,24 +37,29 @@ struct HostSetupTest : ::testing::Test {
 };
 
 TEST_F(HostSetupTest, ReadsTheConfigurationStoreAndScriptAndTheEndpointReplacesOnlyTheConfigurationsOwn) {
-  const HostSetup setup = loadHostSetup(Arguments{"--store", "/tmp/s.sqlite", "--config", configPath, "--script",
-                                                  "run.txt", "--endpoint", "http://127.0.0.1:8080/v1"});
+  const HostSetup setup =
+      loadHostSetup(Arguments{"--store", "/tmp/s.sqlite", "--config", configPath, "--script", "run.txt", "--endpoint",
+                              "http://127.0.0.1:8080/v1", "--clock", "virtual"});
   TarnwellSDKConfig expected = testing::testConfig();
   expected.appwrite.endpoint = "http://127.0.0.1:8080/v1";
   EXPECT_EQ(setup.config, expected);
   EXPECT_EQ(setup.storePath, "/tmp/s.sqlite");
   EXPECT_EQ(setup.scriptPath, "run.txt");
+  EXPECT_TRUE(setup.virtualClock);
 
   const HostSetup plain = loadHostSetup(Arguments{"--config", configPath});
   EXPECT_EQ(plain.config, testing::testConfig());
   EXPECT_EQ(plain.storePath, std::nullopt);
   EXPECT_EQ(plain.scriptPath, std::nullopt);
+  EXPECT_FALSE(plain.virtualClock);
+  EXPECT_FALSE(loadHostSetup(Arguments{"--config", configPath, "--clock", "system"}).virtualClock);
 }
 
 TEST_F(HostSetupTest, CommandLineErrorsSayWhatIsWrong) {
   EXPECT_EQ(setupError({"--store", "s.sqlite"}), "missing --config FILE");
   EXPECT_EQ(setupError({"--config", configPath, "--endpoint"}), "--endpoint needs a value");
   EXPECT_EQ(setupError({"--config", configPath, "--verbose"}), "unknown argument: --verbose");
+  EXPECT_EQ(setupError({"--config", configPath, "--clock", "sundial"}), "--clock takes system or virtual, not sundial");
 }
 
 TEST_F(HostSetupTest, ConfigFileErrorsNameTheFileAndTheProblem) {
@@ -128,6 +133,21 @@ TEST_F(HostProcessTest, ReadsStandardInputAndKeepsTheUserInTheStoreFile) {
   auto opened = SqliteKeyValueStore::open(storePath);
   ASSERT_NE(opened.store, nullptr) << opened.error;
   EXPECT_EQ(opened.store->getString("tarnwell_device_id"), "dev-5");
+}
+
+TEST_F(HostProcessTest, AdvanceMovesOnlyTheVirtualClockThatTheCommandLineAsksFor) {
+  input.str("advance 1000\n");
+  const std::string store = dir.file("store.sqlite");
+  EXPECT_EQ(runProcess({"--config", configPath, "--store", store, "--clock", "virtual"}, options()), 0);
+  EXPECT_EQ(out.str(), "{\"cmd\":\"advance\",\"ok\":true}\n");
+
+  out.str("");
+  input.clear();
+  input.str("advance 1000\n");
+  EXPECT_EQ(runProcess({"--config", configPath, "--store", store}, options()), 0);
+  EXPECT_EQ(out.str(),
+            "{\"cmd\":\"advance\",\"error\":\"the SDK runs on the system clock: start the host with --clock "
+            "virtual\"}\n");
 }
 
 }  // namespace

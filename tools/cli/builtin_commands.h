@@ -14,7 +14,7 @@ CommandTable builtinCommands();
 void addLifecycleCommands(CommandTable& table);
 // debug, set-user-property, set-device-property (identity_commands.cc).
 void addIdentityCommands(CommandTable& table);
-// sleep, quit (host_commands.cc).
+// sleep, advance, quit (host_commands.cc).
 void addHostCommands(CommandTable& table);
 void addEventCommands(CommandTable& table);
 void addContentCommands(CommandTable& table);

@@ -6,15 +6,36 @@
 #include <string>
 #include <thread>
 
+#include "tarnwell/platform/detail/curl_http_transport.h"
 #include "tools/cli/command_arguments.h"
 
 namespace tarnwell::cli {
+namespace {
+
+// How long one round of settling lets the SDK's threads run before looking again.
+constexpr std::chrono::milliseconds kSettleStep{2};
+// Rounds in a row without news after which the SDK counts as holding still.
+constexpr int kQuietRounds = 3;
+
+// Advancing a virtual clock waits for the gateway calls its timers start, so it watches the
+// transport (libcurl when the options bring none). Nothing is watched on the system clock.
+std::shared_ptr<TransferWatch> watchTransfers(HostOptions& options, bool virtualClock) {
+  if (!virtualClock) return nullptr;
+  auto watch = std::make_shared<TransferWatch>(options.transport ? std::move(options.transport)
+                                                                 : std::make_shared<CurlHttpTransport>());
+  options.transport = watch;
+  return watch;
+}
+
+}  // namespace
 
 CommandHost::CommandHost(TarnwellSDKConfig config, HostOptions options, std::ostream& out, CommandTable commands,
                          std::chrono::milliseconds waitLimit)
     : config_(std::move(config)),
-      sdk_(std::move(options)),
       out_(out),
+      virtualClock_(std::dynamic_pointer_cast<testing::VirtualClock>(options.clock)),
+      transfers_(watchTransfers(options, virtualClock_ != nullptr)),
+      sdk_(std::move(options)),
       commands_(std::move(commands)),
       waitLimit_(waitLimit) {}
 
@@ -81,6 +102,42 @@ SDKState CommandHost::shutDownSdk() {
   // The session's end and the last events go out before the host moves on, within the limit.
   sdk_.flushAndWait(waitLimit_);
   return sdk_.getState();
+}
+
+void CommandHost::catchUp() {
+  auto marker = std::make_shared<Handover<bool>>();
+  sdk_.mainContext().post([marker] { marker->give(true); });
+  if (!await(*marker, waitLimit_)) {
+    throw CommandError("the SDK did not catch up within " + std::to_string(waitLimit_.count()) + " ms");
+  }
+}
+
+void CommandHost::advanceClock(std::chrono::milliseconds duration) {
+  if (!virtualClock_) throw CommandError("the SDK runs on the system clock: start the host with --clock virtual");
+  virtualClock_->advance(duration, [this] { settle(); });
+}
+
+bool CommandHost::settleRound() {
+  if (sdk_.mainContext().mode() == MainContext::Mode::hostPumped) {
+    return sdk_.mainContext().runFor(kSettleStep) > 0;
+  }
+  // The own thread runs by itself: wait for what is queued there, then give the worker threads
+  // a moment to hand on what they hold.
+  catchUp();
+  std::this_thread::sleep_for(kSettleStep);
+  return false;
+}
+
+void CommandHost::settle() {
+  const auto deadline = std::chrono::steady_clock::now() + waitLimit_;
+  int quietRounds = 0;
+  while (quietRounds < kQuietRounds && std::chrono::steady_clock::now() < deadline) {
+    const std::uint64_t startedBefore = transfers_->started();
+    const bool ran = settleRound();
+    transfers_->waitUntilIdle(
+        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now()));
+    quietRounds = !ran && transfers_->started() == startedBefore ? quietRounds + 1 : 0;
+  }
 }
 
 void CommandHost::print(const JSONObject& result) {

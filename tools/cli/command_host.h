@@ -11,6 +11,9 @@
 //
 // Threads: one thread drives the host. The SDK works on its main context; when the options ask
 // for a host-pumped one, the host runs it before each command and while it waits.
+//
+// Time: over a testing::VirtualClock in the options, the SDK's time moves only with
+// advanceClock(), which lets every timer that falls due run before it returns.
 #pragma once
 
 #include <chrono>
@@ -20,10 +23,12 @@
 #include <string_view>
 
 #include <tarnwell/sdk/facade.h>
+#include <tarnwell/testing/virtual_clock.h>
 
 #include "tools/cli/builtin_commands.h"
 #include "tools/cli/command_table.h"
 #include "tools/cli/handover.h"
+#include "tools/cli/transfer_watch.h"
 
 namespace tarnwell::cli {
 
@@ -32,7 +37,8 @@ class CommandHost {
   // How long the host waits for the SDK (a start-up's completion, the shutdown state) at most.
   static constexpr std::chrono::milliseconds kDefaultWaitLimit{120'000};
 
-  // Builds the SDK over `options`; nothing is started until a command asks for it.
+  // Builds the SDK over `options`; nothing is started until a command asks for it. A virtual
+  // clock in the options makes advanceClock() available.
   CommandHost(TarnwellSDKConfig config, HostOptions options, std::ostream& out,
               CommandTable commands = builtinCommands(), std::chrono::milliseconds waitLimit = kDefaultWaitLimit);
   CommandHost(const CommandHost&) = delete;
@@ -75,17 +81,30 @@ class CommandHost {
   void pause(std::chrono::milliseconds duration);
   // Pauses in small steps until `condition` holds (true) or waitLimit() has passed (false).
   bool waitUntil(const std::function<bool()>& condition);
+  // Waits (up to waitLimit()) until the main context has run the work posted to it before
+  // this call, so what that work printed is out. Throws CommandError on time-out.
+  void catchUp();
+  // Moves the virtual clock forward; after every timer that fires, waits until the work it set
+  // off has ended (the main context is quiet and no gateway call is under way). Throws
+  // CommandError when the SDK runs on the system clock.
+  void advanceClock(std::chrono::milliseconds duration);
   // Shuts the SDK down and waits (up to waitLimit()) until its state reads so; the state then.
   SDKState shutDownSdk();
   // run() reads no further line once the current command is done.
   void stop() noexcept { stopped_ = true; }
 
  private:
+  // One round of waiting for the SDK to hold still; true when the main context ran something.
+  bool settleRound();
+  void settle();
   void print(const JSONObject& result);
 
   TarnwellSDKConfig config_;
-  Tarnwell sdk_;
   std::ostream& out_;
+  // Declared before the SDK, which uses the watch until it is gone.
+  std::shared_ptr<testing::VirtualClock> virtualClock_;
+  std::shared_ptr<TransferWatch> transfers_;
+  Tarnwell sdk_;
   CommandTable commands_;
   std::chrono::milliseconds waitLimit_;
   bool stopped_ = false;

@@ -3,6 +3,8 @@
 #include <fstream>
 #include <ostream>
 
+#include <tarnwell/testing/virtual_clock.h>
+
 #include "tools/cli/command_host.h"
 #include "tools/cli/host_setup.h"
 
@@ -32,6 +34,9 @@ int runHostProcess(std::span<const std::string_view> arguments, HostOptions opti
   }
   if (setup.storePath) {
     options.storePath = *setup.storePath;
+  }
+  if (setup.virtualClock) {
+    options.clock = std::make_shared<testing::VirtualClock>(systemClock()->now());
   }
   CommandHost host(std::move(setup.config), std::move(options), out);
   return host.run(setup.scriptPath ? script : input);

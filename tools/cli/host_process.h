@@ -16,7 +16,8 @@
 namespace tarnwell::cli {
 
 // The exit status: 0 after the commands ran, 2 when the command line, the configuration or
-// the script file is unusable. --store takes effect only when `options` brings no store.
+// the script file is unusable. --store takes effect only when `options` brings no store;
+// --clock virtual replaces the options' clock.
 int runHostProcess(std::span<const std::string_view> arguments, HostOptions options, std::istream& input,
                    std::ostream& out, std::ostream& err);
 

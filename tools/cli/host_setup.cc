@@ -9,6 +9,7 @@ namespace tarnwell::cli {
 HostSetup loadHostSetup(std::span<const std::string_view> arguments) {
   std::optional<std::string> configPath;
   std::optional<std::string> endpoint;
+  std::optional<std::string> clock;
   HostSetup setup;
   for (std::size_t i = 0; i < arguments.size(); ++i) {
     const std::string_view flag = arguments[i];
@@ -16,6 +17,7 @@ HostSetup loadHostSetup(std::span<const std::string_view> arguments) {
                                          : flag == "--endpoint" ? &endpoint
                                          : flag == "--store"    ? &setup.storePath
                                          : flag == "--script"   ? &setup.scriptPath
+                                         : flag == "--clock"    ? &clock
                                                                 : nullptr;
     if (target == nullptr) {
       throw SetupError("unknown argument: " + std::string(flag));
@@ -28,6 +30,10 @@ HostSetup loadHostSetup(std::span<const std::string_view> arguments) {
   if (!configPath) {
     throw SetupError("missing --config FILE");
   }
+  if (clock && *clock != "system" && *clock != "virtual") {
+    throw SetupError("--clock takes system or virtual, not " + *clock);
+  }
+  setup.virtualClock = clock == "virtual";
   setup.config = loadConfigFile(*configPath);
   if (endpoint) {
     setup.config.appwrite.endpoint = *endpoint;
