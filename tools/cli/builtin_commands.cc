@@ -10,6 +10,7 @@ CommandTable builtinCommands() {
   addEventCommands(table);
   addContentCommands(table);
   addFlagCommands(table);
+  addDeliveryCommands(table);
   return table;
 }
 

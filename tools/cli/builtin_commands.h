@@ -19,5 +19,7 @@ void addHostCommands(CommandTable& table);
 void addEventCommands(CommandTable& table);
 void addContentCommands(CommandTable& table);
 void addFlagCommands(CommandTable& table);
+// The survey and announcement commands and the on-device counters (delivery_commands.cc).
+void addDeliveryCommands(CommandTable& table);
 
 }  // namespace tarnwell::cli

@@ -33,6 +33,7 @@ CommandHost::CommandHost(TarnwellSDKConfig config, HostOptions options, std::ost
                          std::chrono::milliseconds waitLimit)
     : config_(std::move(config)),
       out_(out),
+      callbackLines_(std::make_shared<CallbackLines>([this](const JSONObject& line) { printLine(line); })),
       virtualClock_(std::dynamic_pointer_cast<testing::VirtualClock>(options.clock)),
       transfers_(watchTransfers(options, virtualClock_ != nullptr)),
       sdk_(std::move(options)),
@@ -61,7 +62,7 @@ bool CommandHost::execute(std::string_view line) {
     // A handler's failure is its command's result; the host goes on with the next line.
     result = JSONObject{{"cmd", JSONValue(name)}, {"error", JSONValue(error.what())}};
   }
-  print(result);
+  printLine(result);
   return !stopped_;
 }
 
@@ -140,11 +141,13 @@ void CommandHost::settle() {
   }
 }
 
-void CommandHost::print(const JSONObject& result) {
-  // One write per line, so a log line from another thread never lands inside it.
-  std::string line = JSONValue(result).encode();
-  line.push_back('\n');
-  out_.write(line.data(), static_cast<std::streamsize>(line.size()));
+void CommandHost::printLine(const JSONObject& line) {
+  // One write per line, so a log line from another thread never lands inside it; the lock keeps
+  // callback lines from the main context and result lines apart.
+  std::string text = JSONValue(line).encode();
+  text.push_back('\n');
+  std::lock_guard lock(outMutex_);
+  out_.write(text.data(), static_cast<std::streamsize>(text.size()));
   out_.flush();
 }
 

@@ -10,7 +10,8 @@
 //   int status = host.run(std::cin);
 //
 // Threads: one thread drives the host. The SDK works on its main context; when the options ask
-// for a host-pumped one, the host runs it before each command and while it waits.
+// for a host-pumped one, the host runs it before each command and while it waits. Callback lines
+// come from the main context; every line is written whole, one at a time.
 //
 // Time: over a testing::VirtualClock in the options, the SDK's time moves only with
 // advanceClock(), which lets every timer that falls due run before it returns.
@@ -19,6 +20,7 @@
 #include <chrono>
 #include <iosfwd>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string_view>
 
@@ -26,6 +28,7 @@
 #include <tarnwell/testing/virtual_clock.h>
 
 #include "tools/cli/builtin_commands.h"
+#include "tools/cli/callback_lines.h"
 #include "tools/cli/command_table.h"
 #include "tools/cli/handover.h"
 #include "tools/cli/transfer_watch.h"
@@ -93,15 +96,21 @@ class CommandHost {
   // run() reads no further line once the current command is done.
   void stop() noexcept { stopped_ = true; }
 
+  // The callback handed to every showSurvey and showAnnouncement: one line per call.
+  const std::shared_ptr<CallbackLines>& callbackLines() const noexcept { return callbackLines_; }
+  // Writes `line` and a line end in one piece; any thread.
+  void printLine(const JSONObject& line);
+
  private:
   // One round of waiting for the SDK to hold still; true when the main context ran something.
   bool settleRound();
   void settle();
-  void print(const JSONObject& result);
 
   TarnwellSDKConfig config_;
+  // Declared before the SDK, which may print through them until it is gone.
+  std::mutex outMutex_;
   std::ostream& out_;
-  // Declared before the SDK, which uses the watch until it is gone.
+  std::shared_ptr<CallbackLines> callbackLines_;
   std::shared_ptr<testing::VirtualClock> virtualClock_;
   std::shared_ptr<TransferWatch> transfers_;
   Tarnwell sdk_;

@@ -6,7 +6,9 @@
 namespace tarnwell::cli {
 namespace {
 
-// `NAME [TYPE] [PROPS_JSON]`: a missing type is the empty type.
+// `NAME [TYPE] [PROPS_JSON]`: a missing type is the empty type. Answers once the event's work on
+// the main context has ended, the survey and announcement triggers included, so an item it
+// presents is current when the line prints.
 JSONObject track(CommandHost& host, std::string_view arguments) {
   std::string name;
   std::string type;
@@ -16,7 +18,9 @@ JSONObject track(CommandHost& host, std::string_view arguments) {
     std::tie(type, rest) = readLeadingWord(rest, "event type");
   }
   JSONObject properties = rest.empty() ? JSONObject{} : readJSONObjectArgument(rest, "properties");
-  host.sdk().trackEvent(std::move(name), std::move(properties), std::move(type));
+  host.ask<bool>([&](auto answer) {
+    host.sdk().trackEvent(std::move(name), std::move(properties), std::move(type), [answer] { answer(true); });
+  });
   return JSONObject{{"ok", true}};
 }
 
