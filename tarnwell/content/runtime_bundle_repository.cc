@@ -96,10 +96,7 @@ asio::awaitable<std::optional<RuntimeBundle>> RuntimeBundleRepository::loadBundl
     if (isFresh(cached)) co_return cached;
     co_return co_await fetchBundle(std::move(cached));
   }
-  struct FinishTurn {
-    detail::BundleLoadGate& gate;
-    ~FinishTurn() { gate.finish(); }
-  } turn{*loads_};
+  const detail::BundleLoadGate::Turn turn(*loads_);
   // A load that finished while this one waited for its turn may have stored a fresh bundle.
   cached = readCachedBundle();
   if (isFresh(cached)) co_return cached;

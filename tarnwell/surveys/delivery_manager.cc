@@ -52,7 +52,7 @@ asio::awaitable<std::optional<Survey>> DeliveryManager::show(std::string eventNa
   DeliveryList items = items_;
   Candidates chosen = candidates(*items, eventName);
   recordForShow(eventName, chosen);
-  const DeliveryItem* shown = co_await presentFirstEligible(items, std::move(chosen), eventName, true);
+  const DeliveryItem* shown = co_await presentFirstEligible(std::move(chosen), eventName, true);
   co_return shown ? std::optional<Survey>(shown->survey) : std::nullopt;
 }
 
@@ -60,7 +60,7 @@ asio::awaitable<void> DeliveryManager::onEventTriggered(std::string eventName) {
   recordForEvent(eventName);
   DeliveryList items = items_;
   Candidates chosen = candidates(*items, eventName);
-  co_await presentFirstEligible(items, std::move(chosen), eventName, false);
+  co_await presentFirstEligible(std::move(chosen), eventName, false);
 }
 
 asio::awaitable<std::vector<DeliveryExplanation>> DeliveryManager::explain(std::string eventName) {
@@ -75,8 +75,8 @@ asio::awaitable<std::vector<DeliveryExplanation>> DeliveryManager::explain(std::
   co_return explanations;
 }
 
-asio::awaitable<const DeliveryItem*> DeliveryManager::presentFirstEligible(DeliveryList items, Candidates candidates,
-                                                                           std::string eventName, bool useItemTrigger) {
+asio::awaitable<const DeliveryItem*> DeliveryManager::presentFirstEligible(Candidates candidates, std::string eventName,
+                                                                           bool useItemTrigger) {
   for (const DeliveryItem* item : candidates) {
     if (co_await check(*item, eventName, false) != DeliveryVerdict::eligible) continue;
     const BehavioralTrigger* trigger =

@@ -45,6 +45,18 @@ class BundleLoadGate {
         token);
   }
 
+  // Finishes the turn it holds when it goes, however the load ends.
+  class Turn {
+   public:
+    explicit Turn(BundleLoadGate& gate) : gate_(gate) {}
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+    ~Turn() { gate_.finish(); }
+
+   private:
+    BundleLoadGate& gate_;
+  };
+
   void finish() {
     std::vector<std::function<void()>> waiters;
     {

@@ -95,9 +95,9 @@ class DeliveryManager {
 
  private:
   // The first eligible candidate, presented with `triggerEvent` (or the item's own trigger
-  // event when `useItemTrigger`); absent when none passes.
-  asio::awaitable<const DeliveryItem*> presentFirstEligible(DeliveryList items, Candidates candidates,
-                                                            std::string eventName, bool useItemTrigger);
+  // event when `useItemTrigger`); absent when none passes. The caller holds the candidates' list.
+  asio::awaitable<const DeliveryItem*> presentFirstEligible(Candidates candidates, std::string eventName,
+                                                            bool useItemTrigger);
   void present(const DeliveryItem& item, std::string_view triggerEvent);
 
   asio::any_io_executor workers_;
