@@ -48,7 +48,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   MemoryKeyValueStore store;
   testing::VirtualClock clock;
   const auto transport = std::make_shared<testing::ScriptedHttpTransport>();
-  RuntimeBundleRepository bundles(RuntimeGatewayRepository(client, transport), client, store, clock);
+  detail::RuntimeBundleRepository bundles(RuntimeGatewayRepository(client, transport), client, store, clock);
   store.setBytes(bundles.bundleCacheKey(), asBytes(stored));
   fuzz::require(bundles.readCachedBundle() == decoded, "the cache reads the stored value otherwise than decodeText");
 

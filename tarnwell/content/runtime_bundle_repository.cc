@@ -7,7 +7,7 @@
 #include "tarnwell/core/log.h"
 #include "tarnwell/core/timestamp.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 namespace {
 
@@ -109,4 +109,4 @@ asio::awaitable<std::optional<RuntimeBundle>> RuntimeBundleRepository::loadBundl
   co_return cached;
 }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

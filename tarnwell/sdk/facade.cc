@@ -126,7 +126,7 @@ RuntimeTelemetryBatcher& Tarnwell::Impl::telemetry() {
   return *telemetryInstance;
 }
 
-std::shared_ptr<FeatureFlagManager> Tarnwell::Impl::featureFlagManager() {
+std::shared_ptr<detail::FeatureFlagManager> Tarnwell::Impl::featureFlagManager() {
   if (!featureFlagManagerInstance) {
     // Experiment events reach trackEvent on the main context, where its gate is read.
     auto eventTracker = [this](std::string name, JSONObject properties, std::string eventType) {
@@ -134,17 +134,17 @@ std::shared_ptr<FeatureFlagManager> Tarnwell::Impl::featureFlagManager() {
         trackEvent(name, properties, eventType);
       });
     };
-    featureFlagManagerInstance = FeatureFlagManager::create(
+    featureFlagManagerInstance = detail::FeatureFlagManager::create(
         pool->executor(),
-        FeatureFlagRepository(RuntimeGatewayRepository(client(), transport), makeRuntimeBundleRepository(),
-                              telemetry()),
+        detail::FeatureFlagRepository(RuntimeGatewayRepository(client(), transport), makeRuntimeBundleRepository(),
+                                      telemetry()),
         *properties, *sessions, *clock, processStringHasher(), std::move(eventTracker), deviceInfo().platform);
   }
   return featureFlagManagerInstance;
 }
 
-RuntimeBundleRepository Tarnwell::Impl::makeRuntimeBundleRepository() {
-  return RuntimeBundleRepository(RuntimeGatewayRepository(client(), transport), client(), *store, *clock);
+detail::RuntimeBundleRepository Tarnwell::Impl::makeRuntimeBundleRepository() {
+  return detail::RuntimeBundleRepository(RuntimeGatewayRepository(client(), transport), client(), *store, *clock);
 }
 
 // ---- The shared object ---------------------------------------------------------------------

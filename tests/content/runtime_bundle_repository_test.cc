@@ -7,7 +7,7 @@
 #include "tests/support/run_sync.h"
 #include "tests/support/scripted_gateway.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 using testing::answerData;
@@ -167,4 +167,4 @@ TEST(RuntimeBundleKeyTest, MissingTenantFallsBackToPlaceholders) {
 }
 
 }  // namespace
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -8,7 +8,7 @@
 #include "tarnwell/content/detail/content_repository.h"
 #include "tarnwell/surveys/survey.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 class AnnouncementRepository : public ContentRepository {
  public:
@@ -20,4 +20,4 @@ class AnnouncementRepository : public ContentRepository {
   }
 };
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -25,7 +25,7 @@
 #include "tarnwell/platform/clock.h"
 #include "tarnwell/platform/key_value_store.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 class RuntimeBundleRepository {
  public:
@@ -50,4 +50,4 @@ class RuntimeBundleRepository {
   Clock& clock_;
 };
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

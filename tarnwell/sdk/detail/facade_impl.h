@@ -57,9 +57,9 @@ struct Tarnwell::Impl {
   std::shared_ptr<EventManager> eventManager();
   BehavioralEventTracker& behavioralEventTracker();
   RuntimeTelemetryBatcher& telemetry();
-  std::shared_ptr<FeatureFlagManager> featureFlagManager();
+  std::shared_ptr<detail::FeatureFlagManager> featureFlagManager();
   // Each content repository reads through a bundle repository of its own over the one client.
-  RuntimeBundleRepository makeRuntimeBundleRepository();
+  detail::RuntimeBundleRepository makeRuntimeBundleRepository();
 
   // ---- Start-up (facade_startup.cc) -----------------------------------------------------
   void beginStartUp(TarnwellSDKConfig config, StateCallback completion);
@@ -146,8 +146,8 @@ struct Tarnwell::Impl {
   std::shared_ptr<EventManager> eventManagerInstance;
   std::unique_ptr<BehavioralEventTracker> trackerInstance;
   std::unique_ptr<RuntimeTelemetryBatcher> telemetryInstance;
-  std::shared_ptr<FeatureFlagManager> featureFlagManagerInstance;
-  RefreshStamps refreshStamps;
+  std::shared_ptr<detail::FeatureFlagManager> featureFlagManagerInstance;
+  detail::RefreshStamps refreshStamps;
   TarnwellSDKConfig sdkConfig = legacyPlaceholderConfig();
   BackgroundTaskHost::TaskId backgroundFlushTaskId = BackgroundTaskHost::invalidTask;
 

@@ -7,7 +7,7 @@
 #include "tarnwell/content/detail/content_repository.h"
 #include "tarnwell/surveys/survey.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 class SurveyRepository : public ContentRepository {
  public:
@@ -19,4 +19,4 @@ class SurveyRepository : public ContentRepository {
   }
 };
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail
