@@ -4,15 +4,20 @@
 
 namespace tarnwell {
 
+// The field tables' primary template is still declared in tarnwell.
 template <>
-struct RecordFields<EventRecord> {
-  using R = EventRecord;
+struct RecordFields<detail::EventRecord> {
+  using R = detail::EventRecord;
   static constexpr auto fields =
       std::make_tuple(field(&R::eventName, "eventName"), field(&R::userId, "userId"), field(&R::sessionId, "sessionId"),
                       field(&R::userProperties, "userProperties"), field(&R::appProperties, "appProperties"),
                       field(&R::deviceProperties, "deviceProperties"), field(&R::customProperties, "customProperties"),
                       field(&R::eventType, "eventType"));
 };
+
+}  // namespace tarnwell
+
+namespace tarnwell::detail {
 
 JSONValue EventRecord::encode() const { return encodeRecord(*this); }
 
@@ -47,4 +52,4 @@ std::vector<EventRecord> decodeEventArray(std::string_view json) {
   return JSONCoder<std::vector<EventRecord>>::decode(JSONValue::decode(json), CodingPath{});
 }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

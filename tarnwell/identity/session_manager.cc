@@ -6,14 +6,19 @@
 
 namespace tarnwell {
 
+// The field tables' primary template is still declared in tarnwell.
 template <>
-struct RecordFields<SessionRecord> {
-  using R = SessionRecord;
+struct RecordFields<detail::SessionRecord> {
+  using R = detail::SessionRecord;
   static constexpr auto fields =
       std::make_tuple(field(&R::sessionId, "sessionId"), field(&R::userId, "userId"), field(&R::startedAt, "startedAt"),
                       field(&R::duration, "duration"), field(&R::foregroundTime, "foregroundTime"),
                       field(&R::backgroundTime, "backgroundTime"));
 };
+
+}  // namespace tarnwell
+
+namespace tarnwell::detail {
 
 SessionRecord SessionRecord::decode(const JSONValue& value) { return decodeRecord<SessionRecord>(value); }
 JSONValue SessionRecord::encode() const { return encodeRecord(*this); }
@@ -96,4 +101,4 @@ JSONObject makeSessionData(const SessionSnapshot& snapshot, const DeviceInfo& de
   };
 }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -5,9 +5,10 @@
 
 namespace tarnwell {
 
+// The field tables' primary template is still declared in tarnwell.
 template <>
-struct RecordFields<UserSyncSnapshot> {
-  using R = UserSyncSnapshot;
+struct RecordFields<detail::UserSyncSnapshot> {
+  using R = detail::UserSyncSnapshot;
   static constexpr auto fields = std::make_tuple(
       field(&R::profileId, "profileId"), field(&R::anonymousId, "anonymousId"),
       field(&R::effectiveUserId, "effectiveUserId"), nullableField(&R::identifiedUserId, "identifiedUserId"),
@@ -20,6 +21,10 @@ struct RecordFields<UserSyncSnapshot> {
       field(&R::isRegistered, "isRegistered"), nullableField(&R::registrationDate, "registrationDate"),
       nullableField(&R::lastLogin, "lastLogin"));
 };
+
+}  // namespace tarnwell
+
+namespace tarnwell::detail {
 
 JSONValue UserSyncSnapshot::encode() const { return encodeRecord(*this); }
 
@@ -57,4 +62,4 @@ std::optional<UserSyncSnapshot> makeUserSyncSnapshot(const UserSyncSources& sour
   return snapshot;
 }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -28,10 +28,10 @@ Tarnwell::Impl::Impl(HostOptions options)
       appInfo(options.appInfo ? options.appInfo() : readProcessAppInfo()),
       deviceInfo(options.deviceInfo ? std::move(options.deviceInfo) : DeviceInfoProvider(readSystemDeviceInfo)),
       // Construction reads the stored identifiers and nothing else.
-      properties(std::make_unique<PropertyManager>(*store, appInfo, deviceInfo, *uuids)),
-      sessions(std::make_unique<SessionManager>(*clock, *uuids)),
+      properties(std::make_unique<detail::PropertyManager>(*store, appInfo, deviceInfo, *uuids)),
+      sessions(std::make_unique<detail::SessionManager>(*clock, *uuids)),
       state(*main, SDKState::notInitialized()),
-      flushLoop(std::make_unique<EventFlushLoop>(main->ioContext().get_executor(), *clock, [this] {
+      flushLoop(std::make_unique<detail::EventFlushLoop>(main->ioContext().get_executor(), *clock, [this] {
         std::lock_guard lock(mutex);
         return runtimeConfig.events.flushIntervalMs;
       })) {}
@@ -92,36 +92,36 @@ ApiKeyRepository& Tarnwell::Impl::apiKeyRepository() {
   return *apiKeyRepositoryInstance;
 }
 
-UserSync& Tarnwell::Impl::userSync() {
+detail::UserSync& Tarnwell::Impl::userSync() {
   if (!userSyncInstance) {
-    userSyncInstance =
-        std::make_unique<UserSync>(UserRepository(client(), transport), *properties, *clock, pool->executor(),
-                                   [this](std::optional<std::string> sessionId, bool isRegistered) {
-                                     return makeSnapshot(std::move(sessionId), isRegistered);
-                                   });
+    userSyncInstance = std::make_unique<detail::UserSync>(
+        detail::UserRepository(client(), transport), *properties, *clock, pool->executor(),
+        [this](std::optional<std::string> sessionId, bool isRegistered) {
+          return makeSnapshot(std::move(sessionId), isRegistered);
+        });
   }
   return *userSyncInstance;
 }
 
-std::shared_ptr<EventManager> Tarnwell::Impl::eventManager() {
+std::shared_ptr<detail::EventManager> Tarnwell::Impl::eventManager() {
   if (!eventManagerInstance) {
-    eventManagerInstance = EventManager::create(
+    eventManagerInstance = detail::EventManager::create(
         pool->executor(),
-        EventRepository(RuntimeGatewayRepository(client(), transport), *clock, *uuids, appInfo.bundleId), *clock,
-        *store);
+        detail::EventRepository(RuntimeGatewayRepository(client(), transport), *clock, *uuids, appInfo.bundleId),
+        *clock, *store);
   }
   return eventManagerInstance;
 }
 
-BehavioralEventTracker& Tarnwell::Impl::behavioralEventTracker() {
-  if (!trackerInstance) trackerInstance = std::make_unique<BehavioralEventTracker>(*store, *properties);
+detail::BehavioralEventTracker& Tarnwell::Impl::behavioralEventTracker() {
+  if (!trackerInstance) trackerInstance = std::make_unique<detail::BehavioralEventTracker>(*store, *properties);
   return *trackerInstance;
 }
 
-RuntimeTelemetryBatcher& Tarnwell::Impl::telemetry() {
+detail::RuntimeTelemetryBatcher& Tarnwell::Impl::telemetry() {
   if (!telemetryInstance) {
-    telemetryInstance = std::make_unique<RuntimeTelemetryBatcher>(
-        client(), transport, RuntimeTelemetryQueue::create(*store, *clock, pool->executor()));
+    telemetryInstance = std::make_unique<detail::RuntimeTelemetryBatcher>(
+        client(), transport, detail::RuntimeTelemetryQueue::create(*store, *clock, pool->executor()));
   }
   return *telemetryInstance;
 }
@@ -216,7 +216,7 @@ bool Tarnwell::isInitialized() const { return isReady(); }
 std::optional<std::string> Tarnwell::getUserId() const { return impl_->properties->getCurrentKnownUserId(); }
 
 UserDebugState Tarnwell::getUserDebugState() const {
-  const PropertyManager& properties = *impl_->properties;
+  const detail::PropertyManager& properties = *impl_->properties;
   UserDebugState debug;
   debug.profileId = properties.getProfileId();
   debug.anonymousId = properties.getAnonymousId();

@@ -12,18 +12,18 @@ void Tarnwell::Impl::trackEvent(const std::string& name, const JSONObject& custo
   }
   // Every event counts for on-device triggers, also those sampling will drop.
   behavioralEventTracker().recordEvent(name, clock->now());
-  EventRecord record{name,
-                     properties->getUserId(),
-                     sessions->getCurrentSessionId(),
-                     properties->getUserProperties(),
-                     properties->getAppProperties(),
-                     properties->getDeviceProperties(),
-                     customProperties,
-                     eventType};
+  detail::EventRecord record{name,
+                             properties->getUserId(),
+                             sessions->getCurrentSessionId(),
+                             properties->getUserProperties(),
+                             properties->getAppProperties(),
+                             properties->getDeviceProperties(),
+                             customProperties,
+                             eventType};
   spawnOnMain(queueEvent(std::move(record)));
 }
 
-asio::awaitable<void> Tarnwell::Impl::queueEvent(EventRecord record) {
+asio::awaitable<void> Tarnwell::Impl::queueEvent(detail::EventRecord record) {
   co_await eventManager()->queueEvent(std::move(record));
 }
 

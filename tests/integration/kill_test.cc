@@ -151,8 +151,9 @@ TEST(TelemetryKillTest, TelemetryQueuedBeforeASigkillIsSentByTheNextProcess) {
     auto client = std::make_shared<AppwriteClient>("http://127.0.0.1:1/v1", "p", "d", "f");
     client->setTeamId("team-1");
     client->setEnvironment("debug");
-    RuntimeTelemetryBatcher batcher(client, std::make_shared<testing::ScriptedHttpTransport>(),
-                                    RuntimeTelemetryQueue::create(*opened.store, clock, pool.executor()));
+    detail::RuntimeTelemetryBatcher batcher(
+        client, std::make_shared<testing::ScriptedHttpTransport>(),
+        detail::RuntimeTelemetryQueue::create(*opened.store, clock, pool.executor()));
     for (int i = 0; i < 3; ++i) batcher.enqueue("track_feature_flag_evaluation", JSONObject{{"n", i}});
     // Killed the moment the third item is on disk, long before its delayed flush.
     for (;;) {
@@ -179,8 +180,8 @@ TEST(TelemetryKillTest, TelemetryQueuedBeforeASigkillIsSentByTheNextProcess) {
     response.body = R"({"ok":true,"data":{}})";
     return HttpResult(response);
   });
-  RuntimeTelemetryBatcher batcher(client, transport,
-                                  RuntimeTelemetryQueue::create(*opened.store, clock, pool.executor()));
+  detail::RuntimeTelemetryBatcher batcher(client, transport,
+                                          detail::RuntimeTelemetryQueue::create(*opened.store, clock, pool.executor()));
   testing::runSync(batcher.flush());
   ASSERT_EQ(transport->requests().size(), 1u);
   const JSONValue input =

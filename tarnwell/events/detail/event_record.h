@@ -24,7 +24,7 @@
 
 #include <tarnwell/core/json_value.h>
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 struct EventRecord {
   std::string eventName;                 // as the caller passed it
@@ -69,4 +69,4 @@ std::string encodeEventArray(std::span<const EncodedEventRecord> records);
 // The records of a stored queue. Throws DecodingError.
 std::vector<EventRecord> decodeEventArray(std::string_view json);
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -53,10 +53,10 @@ struct Tarnwell::Impl {
   // ---- Lazily built components ----------------------------------------------------------
   std::shared_ptr<AppwriteClient> client();
   ApiKeyRepository& apiKeyRepository();
-  UserSync& userSync();
-  std::shared_ptr<EventManager> eventManager();
-  BehavioralEventTracker& behavioralEventTracker();
-  RuntimeTelemetryBatcher& telemetry();
+  detail::UserSync& userSync();
+  std::shared_ptr<detail::EventManager> eventManager();
+  detail::BehavioralEventTracker& behavioralEventTracker();
+  detail::RuntimeTelemetryBatcher& telemetry();
   std::shared_ptr<detail::FeatureFlagManager> featureFlagManager();
   // Each content repository reads through a bundle repository of its own over the one client.
   detail::RuntimeBundleRepository makeRuntimeBundleRepository();
@@ -70,19 +70,19 @@ struct Tarnwell::Impl {
   bool isReady() const { return state.value().kind() == SDKState::Kind::ready; }
 
   // ---- Identity and sessions (facade_identity.cc) ---------------------------------------
-  std::optional<UserSyncSnapshot> makeSnapshot(std::optional<std::string> sessionOverride = std::nullopt,
-                                               bool isRegistered = false);
+  std::optional<detail::UserSyncSnapshot> makeSnapshot(std::optional<std::string> sessionOverride = std::nullopt,
+                                                       bool isRegistered = false);
   void scheduleUserSync(std::chrono::milliseconds delay);
   asio::awaitable<void> identify(std::string userId, JSONObject traits);
   asio::awaitable<void> setUserProfile(std::string userId, JSONObject userProperties);
   asio::awaitable<void> resetUser();
   void startSessionTracking();
   void endSessionTracking();
-  void setPropertyThenSync(std::function<void(PropertyManager&)> change);
+  void setPropertyThenSync(std::function<void(detail::PropertyManager&)> change);
 
   // ---- Events (facade_events.cc) --------------------------------------------------------
   void trackEvent(const std::string& name, const JSONObject& properties, const std::string& eventType);
-  asio::awaitable<void> queueEvent(EventRecord record);
+  asio::awaitable<void> queueEvent(detail::EventRecord record);
   asio::awaitable<void> reportQueuedEventCount(std::function<void(std::size_t)> completion);
 
   // ---- Content and flags (facade_content.cc, facade_flags.cc) ---------------------------
@@ -127,11 +127,11 @@ struct Tarnwell::Impl {
   std::unique_ptr<detail::WorkerPool> pool;
   AppInfo appInfo;
   DeviceInfoProvider deviceInfo;
-  std::unique_ptr<PropertyManager> properties;
-  std::unique_ptr<SessionManager> sessions;
+  std::unique_ptr<detail::PropertyManager> properties;
+  std::unique_ptr<detail::SessionManager> sessions;
   Published<SDKState> state;
   // Released in ~Impl while the main context, where its last sleep resumes, still exists.
-  std::unique_ptr<EventFlushLoop> flushLoop;
+  std::unique_ptr<detail::EventFlushLoop> flushLoop;
 
   // Written on the main context; read from any thread under the mutex.
   mutable std::mutex mutex;
@@ -142,10 +142,10 @@ struct Tarnwell::Impl {
 
   // Main context only.
   std::unique_ptr<ApiKeyRepository> apiKeyRepositoryInstance;
-  std::unique_ptr<UserSync> userSyncInstance;
-  std::shared_ptr<EventManager> eventManagerInstance;
-  std::unique_ptr<BehavioralEventTracker> trackerInstance;
-  std::unique_ptr<RuntimeTelemetryBatcher> telemetryInstance;
+  std::unique_ptr<detail::UserSync> userSyncInstance;
+  std::shared_ptr<detail::EventManager> eventManagerInstance;
+  std::unique_ptr<detail::BehavioralEventTracker> trackerInstance;
+  std::unique_ptr<detail::RuntimeTelemetryBatcher> telemetryInstance;
   std::shared_ptr<detail::FeatureFlagManager> featureFlagManagerInstance;
   detail::RefreshStamps refreshStamps;
   TarnwellSDKConfig sdkConfig = legacyPlaceholderConfig();
