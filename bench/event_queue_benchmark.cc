@@ -54,8 +54,8 @@ detail::EventRecord typicalEvent() {
   return event;
 }
 
-std::unique_ptr<SqliteKeyValueStore> openStore(const testing::ScratchDir& dir) {
-  auto opened = SqliteKeyValueStore::open(dir.file("store.sqlite"));
+std::unique_ptr<detail::SqliteKeyValueStore> openStore(const testing::ScratchDir& dir) {
+  auto opened = detail::SqliteKeyValueStore::open(dir.file("store.sqlite"));
   if (!opened.store) throw std::runtime_error(opened.error);
   return std::move(opened.store);
 }
@@ -70,13 +70,14 @@ void BM_QueueEventWithPersist(benchmark::State& state) {
   asio::io_context io;
   auto keepPolling = asio::make_work_guard(io);  // poll() must not stop the context when idle
   testing::VirtualClock clock;
-  UuidGenerator uuids(1);
+  detail::UuidGenerator uuids(1);
   auto transport = std::make_shared<testing::ScriptedHttpTransport>();
   transport->holdResponses(true);
-  auto client = std::make_shared<AppwriteClient>("https://api.example.com/v1", "p", "d", "g");
+  auto client = std::make_shared<detail::AppwriteClient>("https://api.example.com/v1", "p", "d", "g");
   auto manager = detail::EventManager::create(
       io.get_executor(),
-      detail::EventRepository(RuntimeGatewayRepository(client, transport), clock, uuids, std::nullopt), clock, *store);
+      detail::EventRepository(detail::RuntimeGatewayRepository(client, transport), clock, uuids, std::nullopt), clock,
+      *store);
 
   RuntimeConfig::EventsConfig events;
   events.maxQueueSize = static_cast<std::int64_t>(depth);

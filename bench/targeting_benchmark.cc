@@ -21,7 +21,7 @@ using namespace tarnwell;
 // device and identity entries plus a handful of user and custom properties.
 struct Stores {
   MemoryKeyValueStore store;
-  UuidGenerator uuids{1};
+  detail::UuidGenerator uuids{1};
   testing::VirtualClock clock;
   detail::PropertyManager properties{store, AppInfo{"com.example.notes", "2.4.0", "412", "Notes", "Notes"},
                                      iosDeviceProfile, uuids};

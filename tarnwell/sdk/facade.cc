@@ -19,11 +19,13 @@ Tarnwell::Impl::Impl(HostOptions options)
                           : std::shared_ptr<KeyValueStore>(openKeyValueStore(
                                 options.storePath.empty() ? defaultKeyValueStorePath() : options.storePath))),
       transport(std::make_shared<detail::ClosableTransport>(
-          options.transport ? std::move(options.transport)
-                            : std::make_shared<CurlHttpTransport>(CurlHttpTransport::Options{.logSink = *logSink}))),
+          options.transport
+              ? std::move(options.transport)
+              : std::make_shared<detail::CurlHttpTransport>(detail::CurlHttpTransport::Options{.logSink = *logSink}))),
       backgroundTasks(options.backgroundTasks ? std::move(options.backgroundTasks)
                                               : std::make_shared<NullBackgroundTaskHost>()),
-      uuids(options.uuidSeed ? std::make_unique<UuidGenerator>(*options.uuidSeed) : std::make_unique<UuidGenerator>()),
+      uuids(options.uuidSeed ? std::make_unique<detail::UuidGenerator>(*options.uuidSeed)
+                             : std::make_unique<detail::UuidGenerator>()),
       pool(std::make_unique<detail::WorkerPool>(2, *logSink)),
       appInfo(options.appInfo ? options.appInfo() : readProcessAppInfo()),
       deviceInfo(options.deviceInfo ? std::move(options.deviceInfo) : DeviceInfoProvider(readSystemDeviceInfo)),
@@ -70,25 +72,27 @@ void Tarnwell::Impl::spawnOnMain(asio::awaitable<void> work) {
       std::rethrow_exception(failure);
     } catch (const std::exception& error) {
       // Cancelled work ends quietly; anything else would be a fault of ours, never the host's.
-      if (!isCancellationError(error)) logError("Background work of the SDK failed", textualForm(error));
+      if (!detail::isCancellationError(error))
+        logError("Background work of the SDK failed", detail::textualForm(error));
     } catch (...) {
       logError("Background work of the SDK failed", "unknown exception");
     }
   });
 }
 
-std::shared_ptr<AppwriteClient> Tarnwell::Impl::client() {
+std::shared_ptr<detail::AppwriteClient> Tarnwell::Impl::client() {
   std::lock_guard lock(mutex);
   if (!clientInstance) {
-    clientInstance = std::make_shared<AppwriteClient>(
+    clientInstance = std::make_shared<detail::AppwriteClient>(
         std::string(Constants::appwriteEndpoint), std::string(Constants::centralProjectId),
         std::string(Constants::centralDatabaseId), std::string(Constants::sdkRuntimeGatewayFunctionId));
   }
   return clientInstance;
 }
 
-ApiKeyRepository& Tarnwell::Impl::apiKeyRepository() {
-  if (!apiKeyRepositoryInstance) apiKeyRepositoryInstance = std::make_unique<ApiKeyRepository>(client(), transport);
+detail::ApiKeyRepository& Tarnwell::Impl::apiKeyRepository() {
+  if (!apiKeyRepositoryInstance)
+    apiKeyRepositoryInstance = std::make_unique<detail::ApiKeyRepository>(client(), transport);
   return *apiKeyRepositoryInstance;
 }
 
@@ -105,10 +109,11 @@ detail::UserSync& Tarnwell::Impl::userSync() {
 
 std::shared_ptr<detail::EventManager> Tarnwell::Impl::eventManager() {
   if (!eventManagerInstance) {
-    eventManagerInstance = detail::EventManager::create(
-        pool->executor(),
-        detail::EventRepository(RuntimeGatewayRepository(client(), transport), *clock, *uuids, appInfo.bundleId),
-        *clock, *store);
+    eventManagerInstance =
+        detail::EventManager::create(pool->executor(),
+                                     detail::EventRepository(detail::RuntimeGatewayRepository(client(), transport),
+                                                             *clock, *uuids, appInfo.bundleId),
+                                     *clock, *store);
   }
   return eventManagerInstance;
 }
@@ -136,15 +141,16 @@ std::shared_ptr<detail::FeatureFlagManager> Tarnwell::Impl::featureFlagManager()
     };
     featureFlagManagerInstance = detail::FeatureFlagManager::create(
         pool->executor(),
-        detail::FeatureFlagRepository(RuntimeGatewayRepository(client(), transport), makeRuntimeBundleRepository(),
-                                      telemetry()),
-        *properties, *sessions, *clock, processStringHasher(), std::move(eventTracker), deviceInfo().platform);
+        detail::FeatureFlagRepository(detail::RuntimeGatewayRepository(client(), transport),
+                                      makeRuntimeBundleRepository(), telemetry()),
+        *properties, *sessions, *clock, detail::processStringHasher(), std::move(eventTracker), deviceInfo().platform);
   }
   return featureFlagManagerInstance;
 }
 
 detail::RuntimeBundleRepository Tarnwell::Impl::makeRuntimeBundleRepository() {
-  return detail::RuntimeBundleRepository(RuntimeGatewayRepository(client(), transport), client(), *store, *clock);
+  return detail::RuntimeBundleRepository(detail::RuntimeGatewayRepository(client(), transport), client(), *store,
+                                         *clock);
 }
 
 // ---- The shared object ---------------------------------------------------------------------

@@ -46,13 +46,14 @@ struct EventManagerTest : ::testing::Test {
   MainContext main{MainContext::Mode::hostPumped};
   testing::VirtualClock clock;
   MemoryKeyValueStore store;
-  std::shared_ptr<AppwriteClient> client =
-      std::make_shared<AppwriteClient>("https://api.example.com/v1", "p", "d", "g");
+  std::shared_ptr<detail::AppwriteClient> client =
+      std::make_shared<detail::AppwriteClient>("https://api.example.com/v1", "p", "d", "g");
   std::shared_ptr<testing::ScriptedHttpTransport> transport = std::make_shared<testing::ScriptedHttpTransport>();
-  UuidGenerator uuids{5};
+  detail::UuidGenerator uuids{5};
   std::shared_ptr<detail::EventManager> manager = detail::EventManager::create(
       main.ioContext().get_executor(),
-      detail::EventRepository(RuntimeGatewayRepository(client, transport), clock, uuids, std::nullopt), clock, store);
+      detail::EventRepository(detail::RuntimeGatewayRepository(client, transport), clock, uuids, std::nullopt), clock,
+      store);
   LogRecorder logs;
 
   // Sizes large enough that no admission starts a flush unless a test says so.

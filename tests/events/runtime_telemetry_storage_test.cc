@@ -19,7 +19,7 @@ TEST_F(RuntimeTelemetryStorageTest, EveryItemIsStoredUnderTheTenantsKey) {
 }
 
 TEST_F(RuntimeTelemetryStorageTest, MissingOrEmptyTeamAndEnvironmentFallBackToDefaults) {
-  auto keyAfterTracking = [&](std::shared_ptr<AppwriteClient> tenant) {
+  auto keyAfterTracking = [&](std::shared_ptr<detail::AppwriteClient> tenant) {
     detail::RuntimeTelemetryBatcher other(std::move(tenant), transport, queue);
     other.enqueue("track_live_card_impression", JSONObject{});
     settle();
@@ -27,7 +27,7 @@ TEST_F(RuntimeTelemetryStorageTest, MissingOrEmptyTeamAndEnvironmentFallBackToDe
     for (const std::string& key : keys) store.remove(key);
     return keys;
   };
-  auto fresh = [] { return std::make_shared<AppwriteClient>("https://api.example.com/v1", "p", "d", "fn"); };
+  auto fresh = [] { return std::make_shared<detail::AppwriteClient>("https://api.example.com/v1", "p", "d", "fn"); };
 
   EXPECT_EQ(keyAfterTracking(fresh()),
             std::vector<std::string>{"com.tarnwell.runtimeTelemetryQueue.unknown_team_production.v1"});
@@ -43,7 +43,7 @@ TEST_F(RuntimeTelemetryStorageTest, MissingOrEmptyTeamAndEnvironmentFallBackToDe
 }
 
 TEST_F(RuntimeTelemetryStorageTest, TenantKeysJoinTeamAndEnvironment) {
-  AppwriteClient tenant("https://api.example.com/v1", "p", "d", "fn");
+  detail::AppwriteClient tenant("https://api.example.com/v1", "p", "d", "fn");
   EXPECT_EQ(detail::runtimeTelemetryQueueKey(tenant), "unknown_team:production");
   tenant.setEnvironment("stage");
   EXPECT_EQ(detail::runtimeTelemetryQueueKey(tenant), "unknown_team:stage");

@@ -145,10 +145,10 @@ TEST(TelemetryKillTest, TelemetryQueuedBeforeASigkillIsSentByTheNextProcess) {
   const std::string key = "com.tarnwell.runtimeTelemetryQueue.team-1_debug.v1";
   const pid_t child = fork();
   if (child == 0) {
-    auto opened = SqliteKeyValueStore::open(storePath);
+    auto opened = detail::SqliteKeyValueStore::open(storePath);
     testing::VirtualClock clock;
     detail::WorkerPool pool(1);
-    auto client = std::make_shared<AppwriteClient>("http://127.0.0.1:1/v1", "p", "d", "f");
+    auto client = std::make_shared<detail::AppwriteClient>("http://127.0.0.1:1/v1", "p", "d", "f");
     client->setTeamId("team-1");
     client->setEnvironment("debug");
     detail::RuntimeTelemetryBatcher batcher(
@@ -166,11 +166,11 @@ TEST(TelemetryKillTest, TelemetryQueuedBeforeASigkillIsSentByTheNextProcess) {
   ASSERT_EQ(waitpid(child, &status, 0), child);
   ASSERT_TRUE(WIFSIGNALED(status));
 
-  auto opened = SqliteKeyValueStore::open(storePath);
+  auto opened = detail::SqliteKeyValueStore::open(storePath);
   ASSERT_TRUE(opened.store);
   testing::VirtualClock clock;
   detail::WorkerPool pool(1);
-  auto client = std::make_shared<AppwriteClient>("http://127.0.0.1:1/v1", "p", "d", "f");
+  auto client = std::make_shared<detail::AppwriteClient>("http://127.0.0.1:1/v1", "p", "d", "f");
   client->setTeamId("team-1");
   client->setEnvironment("debug");
   auto transport = std::make_shared<testing::ScriptedHttpTransport>();

@@ -23,7 +23,7 @@ struct IdentityFixture : ::testing::Test {
 
   std::string deviceLocale = "en_US";
   MemoryKeyValueStore store;
-  UuidGenerator uuids{5};
+  detail::UuidGenerator uuids{5};
   testing::VirtualClock clock;
   detail::PropertyManager properties{store, sampleApp(),
                                      [this] {

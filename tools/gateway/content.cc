@@ -76,7 +76,7 @@ void checkApiKeys(const std::vector<ApiKeyEntry>& keys) {
 // The hash of a section's compact JSON text, as 16 hex digits. The key is fixed, so the SDK's
 // cached marks stay valid across restarts of the gateway that serve the same documents.
 std::string versionMark(const JSONArray& documents) {
-  static const StringHasher hasher(0x7461726e77656c6cULL, 0x636f6e74656e7473ULL);
+  static const detail::StringHasher hasher(0x7461726e77656c6cULL, 0x636f6e74656e7473ULL);
   std::string text = "[";
   for (std::size_t i = 0; i < documents.size(); ++i) {
     if (i > 0) text += ',';

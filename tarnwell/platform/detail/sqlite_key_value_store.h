@@ -24,7 +24,7 @@
 struct sqlite3;
 struct sqlite3_stmt;
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 class SqliteKeyValueStore final : public KeyValueStore {
  public:
@@ -71,4 +71,4 @@ class SqliteKeyValueStore final : public KeyValueStore {
   Statement keysFrom_;
 };
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -17,7 +17,7 @@
 #include <cstdint>
 #include <string_view>
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 class StringHasher {
  public:
@@ -36,4 +36,4 @@ class StringHasher {
 // The hasher of this process: one random key, drawn on first use.
 const StringHasher& processStringHasher();
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -17,7 +17,7 @@
 #include <random>
 #include <string>
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 class UuidGenerator {
  public:
@@ -37,4 +37,4 @@ class UuidGenerator {
 // A UUID from one generator shared by the whole process.
 std::string makeUuid();
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

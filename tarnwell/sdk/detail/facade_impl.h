@@ -51,8 +51,8 @@ struct Tarnwell::Impl {
   void spawnOnMain(asio::awaitable<void> work);
 
   // ---- Lazily built components ----------------------------------------------------------
-  std::shared_ptr<AppwriteClient> client();
-  ApiKeyRepository& apiKeyRepository();
+  std::shared_ptr<detail::AppwriteClient> client();
+  detail::ApiKeyRepository& apiKeyRepository();
   detail::UserSync& userSync();
   std::shared_ptr<detail::EventManager> eventManager();
   detail::BehavioralEventTracker& behavioralEventTracker();
@@ -123,7 +123,7 @@ struct Tarnwell::Impl {
   std::shared_ptr<KeyValueStore> store;
   std::shared_ptr<detail::ClosableTransport> transport;
   std::shared_ptr<BackgroundTaskHost> backgroundTasks;
-  std::unique_ptr<UuidGenerator> uuids;
+  std::unique_ptr<detail::UuidGenerator> uuids;
   std::unique_ptr<detail::WorkerPool> pool;
   AppInfo appInfo;
   DeviceInfoProvider deviceInfo;
@@ -135,13 +135,13 @@ struct Tarnwell::Impl {
 
   // Written on the main context; read from any thread under the mutex.
   mutable std::mutex mutex;
-  std::shared_ptr<AppwriteClient> clientInstance;
+  std::shared_ptr<detail::AppwriteClient> clientInstance;
   std::optional<ApiKeyConfig> config;
   RuntimeConfig runtimeConfig = defaultRuntimeConfig();
   bool isAppInForeground = false;
 
   // Main context only.
-  std::unique_ptr<ApiKeyRepository> apiKeyRepositoryInstance;
+  std::unique_ptr<detail::ApiKeyRepository> apiKeyRepositoryInstance;
   std::unique_ptr<detail::UserSync> userSyncInstance;
   std::shared_ptr<detail::EventManager> eventManagerInstance;
   std::unique_ptr<detail::BehavioralEventTracker> trackerInstance;
