@@ -25,7 +25,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   // Selection ignores case and falls back to production for any other text.
   const Environment selected = config.selectedEnvironment();
   const Environment expected =
-      environmentFromRawValue(toLowerAscii(config.environment)).value_or(Environment::production);
+      environmentFromRawValue(detail::toLowerAscii(config.environment)).value_or(Environment::production);
   fuzz::require(selected == expected, "the selected environment is not the text's, ignoring case");
   fuzz::require(environmentFromRawValue(wireValue(selected)) == selected, "the wire value does not name it");
 

@@ -35,7 +35,7 @@ void checkOperators(std::string_view op, const std::optional<JSONValue>& actual,
                     const std::optional<JSONValue>& expected) {
   const auto holds = [&](std::string_view name) { return detail::evaluateOperator(actual, name, expected); };
   const bool verdict = holds(op);
-  const std::string lower = toLowerAscii(op);
+  const std::string lower = detail::toLowerAscii(op);
   for (const std::string& spelling : {lower, upperAscii(op, false), upperAscii(lower, true)}) {
     if (holds(spelling) != verdict) fuzz::fail("an operator's verdict depends on its case: " + spelling);
   }

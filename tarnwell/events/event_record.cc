@@ -2,22 +2,17 @@
 
 #include "tarnwell/core/detail/record_coding.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
-// The field tables' primary template is still declared in tarnwell.
 template <>
-struct RecordFields<detail::EventRecord> {
-  using R = detail::EventRecord;
+struct RecordFields<EventRecord> {
+  using R = EventRecord;
   static constexpr auto fields =
       std::make_tuple(field(&R::eventName, "eventName"), field(&R::userId, "userId"), field(&R::sessionId, "sessionId"),
                       field(&R::userProperties, "userProperties"), field(&R::appProperties, "appProperties"),
                       field(&R::deviceProperties, "deviceProperties"), field(&R::customProperties, "customProperties"),
                       field(&R::eventType, "eventType"));
 };
-
-}  // namespace tarnwell
-
-namespace tarnwell::detail {
 
 JSONValue EventRecord::encode() const { return encodeRecord(*this); }
 

@@ -4,21 +4,16 @@
 #include "tarnwell/core/log.h"
 #include "tarnwell/platform/device_labels.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
-// The field tables' primary template is still declared in tarnwell.
 template <>
-struct RecordFields<detail::SessionRecord> {
-  using R = detail::SessionRecord;
+struct RecordFields<SessionRecord> {
+  using R = SessionRecord;
   static constexpr auto fields =
       std::make_tuple(field(&R::sessionId, "sessionId"), field(&R::userId, "userId"), field(&R::startedAt, "startedAt"),
                       field(&R::duration, "duration"), field(&R::foregroundTime, "foregroundTime"),
                       field(&R::backgroundTime, "backgroundTime"));
 };
-
-}  // namespace tarnwell
-
-namespace tarnwell::detail {
 
 SessionRecord SessionRecord::decode(const JSONValue& value) { return decodeRecord<SessionRecord>(value); }
 JSONValue SessionRecord::encode() const { return encodeRecord(*this); }

@@ -3,12 +3,11 @@
 #include "tarnwell/core/detail/record_coding.h"
 #include "tarnwell/core/detail/text.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
-// The field tables' primary template is still declared in tarnwell.
 template <>
-struct RecordFields<detail::UserSyncSnapshot> {
-  using R = detail::UserSyncSnapshot;
+struct RecordFields<UserSyncSnapshot> {
+  using R = UserSyncSnapshot;
   static constexpr auto fields = std::make_tuple(
       field(&R::profileId, "profileId"), field(&R::anonymousId, "anonymousId"),
       field(&R::effectiveUserId, "effectiveUserId"), nullableField(&R::identifiedUserId, "identifiedUserId"),
@@ -21,10 +20,6 @@ struct RecordFields<detail::UserSyncSnapshot> {
       field(&R::isRegistered, "isRegistered"), nullableField(&R::registrationDate, "registrationDate"),
       nullableField(&R::lastLogin, "lastLogin"));
 };
-
-}  // namespace tarnwell
-
-namespace tarnwell::detail {
 
 JSONValue UserSyncSnapshot::encode() const { return encodeRecord(*this); }
 

@@ -196,14 +196,14 @@ Tarnwell& Tarnwell::shared() {
 
 // Construction and teardown run on the host's thread: their lines go to this object's sink too.
 Tarnwell::Tarnwell(HostOptions options) {
-  const SharedLogSink sink = std::make_shared<const LogSink>(options.logSink);
-  const LogScope scope(sink);
+  const detail::SharedLogSink sink = std::make_shared<const LogSink>(options.logSink);
+  const detail::LogScope scope(sink);
   impl_ = std::make_unique<Impl>(std::move(options));
 }
 
 Tarnwell::~Tarnwell() {
-  const SharedLogSink sink = impl_->logSink;
-  const LogScope scope(sink);
+  const detail::SharedLogSink sink = impl_->logSink;
+  const detail::LogScope scope(sink);
   impl_.reset();
 }
 

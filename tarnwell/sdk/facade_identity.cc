@@ -29,7 +29,7 @@ void Tarnwell::Impl::scheduleUserSync(std::chrono::milliseconds delay) {
 }
 
 asio::awaitable<void> Tarnwell::Impl::identify(std::string userId, JSONObject traits) {
-  const std::string trimmed(trimWhitespaceAndNewlines(userId));
+  const std::string trimmed(detail::trimWhitespaceAndNewlines(userId));
   if (trimmed.empty()) co_return;
   for (const auto& [key, value] : traits) {
     properties->setUserProperty(key, value);

@@ -116,7 +116,7 @@ struct Tarnwell::Impl {
   asio::awaitable<void> flushAll();
 
   // HostOptions::logSink (empty: the process's sink), in force on every thread of this object.
-  SharedLogSink logSink;
+  detail::SharedLogSink logSink;
   std::unique_ptr<MainContext> main;
   // The host's clock and transport, wrapped so teardown can end all the SDK started on them.
   std::shared_ptr<detail::ClosableClock> clock;
