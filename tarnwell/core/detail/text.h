@@ -3,7 +3,7 @@
 // Small text helpers shared by the parsers and labels: trimming Unicode white space from
 // UTF-8 text, and ASCII lower-casing for case-insensitive comparisons of identifiers.
 //
-//   std::string_view name = tarnwell::trimWhitespaceAndNewlines("\u00A0 iPhone15,2\n");
+//   std::string_view name = tarnwell::detail::trimWhitespaceAndNewlines("\u00A0 iPhone15,2\n");
 //   // name == "iPhone15,2"
 //
 // Every function is pure, may be called from any thread and never throws except for

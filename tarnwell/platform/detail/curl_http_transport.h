@@ -4,7 +4,7 @@
 // driven by one I/O thread that the transport owns, so any number of transfers share that
 // thread and its connection cache.
 //
-//   tarnwell::CurlHttpTransport transport({.maxResponseBytes = 4 << 20});
+//   tarnwell::detail::CurlHttpTransport transport({.maxResponseBytes = 4 << 20});
 //   auto transfer = transport.post({.url = url, .body = payload},
 //                                  [](tarnwell::HttpResult result) { ... });
 //

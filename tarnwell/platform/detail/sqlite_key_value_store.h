@@ -5,7 +5,7 @@
 // the process (not necessarily a power cut). Several store objects and several processes may use
 // the same file; a call that finds the file busy waits up to five seconds for it before failing.
 //
-//   auto opened = tarnwell::SqliteKeyValueStore::open("/var/lib/myapp/tarnwell.sqlite");
+//   auto opened = tarnwell::detail::SqliteKeyValueStore::open("/var/lib/myapp/tarnwell.sqlite");
 //   if (!opened.store) { report(opened.error); }
 //   opened.store->setBytes("tarnwell_event_queue", tarnwell::asBytes(queueJson));
 //

@@ -4,7 +4,7 @@
 // hash of a string in memory, for example to bucket keys. With a random key it resists
 // crafted inputs that would all land in one bucket.
 //
-//   const tarnwell::StringHasher& hash = tarnwell::processStringHasher();
+//   const tarnwell::detail::StringHasher& hash = tarnwell::detail::processStringHasher();
 //   std::uint64_t bucket = hash("checkout_started") % bucketCount;
 //
 // Hashes made with a random key differ from one process (and one hasher) to the next: they
