@@ -25,8 +25,8 @@ namespace {
 using namespace tarnwell;
 
 // An event with property maps of the size the property store hands out.
-EventRecord typicalEvent() {
-  EventRecord event;
+detail::EventRecord typicalEvent() {
+  detail::EventRecord event;
   event.eventName = "checkout_started";
   event.userId = "user-8431";
   event.sessionId = "5F0C7A52-9D1B-4E3A-8C21-3B6E0D9F4A17";
@@ -54,8 +54,8 @@ EventRecord typicalEvent() {
   return event;
 }
 
-std::unique_ptr<SqliteKeyValueStore> openStore(const testing::ScratchDir& dir) {
-  auto opened = SqliteKeyValueStore::open(dir.file("store.sqlite"));
+std::unique_ptr<detail::SqliteKeyValueStore> openStore(const testing::ScratchDir& dir) {
+  auto opened = detail::SqliteKeyValueStore::open(dir.file("store.sqlite"));
   if (!opened.store) throw std::runtime_error(opened.error);
   return std::move(opened.store);
 }
@@ -70,13 +70,14 @@ void BM_QueueEventWithPersist(benchmark::State& state) {
   asio::io_context io;
   auto keepPolling = asio::make_work_guard(io);  // poll() must not stop the context when idle
   testing::VirtualClock clock;
-  UuidGenerator uuids(1);
+  detail::UuidGenerator uuids(1);
   auto transport = std::make_shared<testing::ScriptedHttpTransport>();
   transport->holdResponses(true);
-  auto client = std::make_shared<AppwriteClient>("https://api.example.com/v1", "p", "d", "g");
-  auto manager = EventManager::create(
-      io.get_executor(), EventRepository(RuntimeGatewayRepository(client, transport), clock, uuids, std::nullopt),
-      clock, *store);
+  auto client = std::make_shared<detail::AppwriteClient>("https://api.example.com/v1", "p", "d", "g");
+  auto manager = detail::EventManager::create(
+      io.get_executor(),
+      detail::EventRepository(detail::RuntimeGatewayRepository(client, transport), clock, uuids, std::nullopt), clock,
+      *store);
 
   RuntimeConfig::EventsConfig events;
   events.maxQueueSize = static_cast<std::int64_t>(depth);
@@ -86,7 +87,7 @@ void BM_QueueEventWithPersist(benchmark::State& state) {
     io.poll();
   };
   run(manager->configure(events, {}));
-  const EventRecord event = typicalEvent();
+  const detail::EventRecord event = typicalEvent();
   auto queued = [&] {
     auto count = asio::co_spawn(io, manager->queuedEventCount(), asio::use_future);
     io.poll();
@@ -98,7 +99,7 @@ void BM_QueueEventWithPersist(benchmark::State& state) {
     run(manager->queueEvent(event));
   }
   state.SetBytesProcessed(
-      static_cast<std::int64_t>(state.iterations() * store->getBytes(EventManager::kQueueStorageKey)->size()));
+      static_cast<std::int64_t>(state.iterations() * store->getBytes(detail::EventManager::kQueueStorageKey)->size()));
 
   HttpResponse accepted;
   accepted.status = 200;
@@ -113,10 +114,10 @@ void BM_StoreSetBytes(benchmark::State& state) {
   const auto depth = static_cast<std::size_t>(state.range(0));
   testing::ScratchDir dir;
   auto store = openStore(dir);
-  const std::vector<EncodedEventRecord> queue(depth, EncodedEventRecord(typicalEvent()));
-  const std::string bytes = encodeEventArray(queue);
+  const std::vector<detail::EncodedEventRecord> queue(depth, detail::EncodedEventRecord(typicalEvent()));
+  const std::string bytes = detail::encodeEventArray(queue);
   for (auto _ : state) {
-    benchmark::DoNotOptimize(store->setBytes(EventManager::kQueueStorageKey, asBytes(bytes)));
+    benchmark::DoNotOptimize(store->setBytes(detail::EventManager::kQueueStorageKey, asBytes(bytes)));
   }
   state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * bytes.size()));
 }
@@ -124,9 +125,9 @@ BENCHMARK(BM_StoreSetBytes)->Arg(10)->Arg(100)->Arg(500);
 
 // The die of sampling: FNV-1a over userId|sessionId|device_id|eventType|eventName.
 void BM_SamplingHash(benchmark::State& state) {
-  const std::string text = samplingText(typicalEvent());
+  const std::string text = detail::samplingText(typicalEvent());
   for (auto _ : state) {
-    benchmark::DoNotOptimize(samplingBucket(text));
+    benchmark::DoNotOptimize(detail::samplingBucket(text));
   }
   state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * text.size()));
 }

@@ -38,13 +38,14 @@ tarnwell::testing::LoopbackServer& server() {
   return *instance;
 }
 
-std::shared_ptr<tarnwell::AppwriteClient> makeClient() {
-  return std::make_shared<tarnwell::AppwriteClient>(server().url("/v1"), "proj", "db", "fn");
+std::shared_ptr<tarnwell::detail::AppwriteClient> makeClient() {
+  return std::make_shared<tarnwell::detail::AppwriteClient>(server().url("/v1"), "proj", "db", "fn");
 }
 
 void BM_RawCurlPost(benchmark::State& state) {
   auto client = makeClient();
-  const tarnwell::HttpRequest request = tarnwell::buildExecutionRequest(*client, R"({"action":"x","payload":{}})");
+  const tarnwell::HttpRequest request =
+      tarnwell::detail::buildExecutionRequest(*client, R"({"action":"x","payload":{}})");
   CURL* curl = curl_easy_init();
   curl_slist* headers = nullptr;
   for (const auto& [name, value] : request.headers) headers = curl_slist_append(headers, (name + ": " + value).c_str());
@@ -72,8 +73,9 @@ BENCHMARK(BM_RawCurlPost)->UseRealTime();
 // The transport alone, so the cost of the gateway layer above it can be told apart.
 void BM_TransportPost(benchmark::State& state) {
   auto client = makeClient();
-  tarnwell::CurlHttpTransport transport;
-  const tarnwell::HttpRequest request = tarnwell::buildExecutionRequest(*client, R"({"action":"x","payload":{}})");
+  tarnwell::detail::CurlHttpTransport transport;
+  const tarnwell::HttpRequest request =
+      tarnwell::detail::buildExecutionRequest(*client, R"({"action":"x","payload":{}})");
   for (auto _ : state) {
     std::promise<tarnwell::HttpResult> done;
     auto transfer = transport.post(request, [&](tarnwell::HttpResult result) { done.set_value(std::move(result)); });
@@ -83,7 +85,8 @@ void BM_TransportPost(benchmark::State& state) {
 BENCHMARK(BM_TransportPost)->UseRealTime();
 
 void BM_GatewayExecute(benchmark::State& state) {
-  tarnwell::RuntimeGatewayRepository gateway(makeClient(), std::make_shared<tarnwell::CurlHttpTransport>());
+  tarnwell::detail::RuntimeGatewayRepository gateway(makeClient(),
+                                                     std::make_shared<tarnwell::detail::CurlHttpTransport>());
   asio::io_context io;
   for (auto _ : state) {
     tarnwell::JSONObject payload;

@@ -147,10 +147,10 @@ BENCHMARK(BM_RuntimeBundleDecode);
 void BM_LoadBundleFreshPath(benchmark::State& state) {
   tarnwell::MemoryKeyValueStore store;
   tarnwell::testing::VirtualClock clock(tarnwell::fromEpochSeconds(1.8e9 + 10));
-  auto client = std::make_shared<tarnwell::AppwriteClient>("https://gw.invalid/v1", "p", "d", "fn");
+  auto client = std::make_shared<tarnwell::detail::AppwriteClient>("https://gw.invalid/v1", "p", "d", "fn");
   auto transport = std::make_shared<tarnwell::testing::ScriptedHttpTransport>();
-  tarnwell::RuntimeBundleRepository bundles(tarnwell::RuntimeGatewayRepository(client, transport), client, store,
-                                            clock);
+  tarnwell::detail::RuntimeBundleRepository bundles(tarnwell::detail::RuntimeGatewayRepository(client, transport),
+                                                    client, store, clock);
   store.setBytes(bundles.bundleCacheKey(), tarnwell::asBytes(bundleText()));
   asio::io_context io;
   for (auto _ : state) {

@@ -21,11 +21,11 @@ using namespace tarnwell;
 // device and identity entries plus a handful of user and custom properties.
 struct Stores {
   MemoryKeyValueStore store;
-  UuidGenerator uuids{1};
+  detail::UuidGenerator uuids{1};
   testing::VirtualClock clock;
-  PropertyManager properties{store, AppInfo{"com.example.notes", "2.4.0", "412", "Notes", "Notes"}, iosDeviceProfile,
-                             uuids};
-  SessionManager sessions{clock, uuids};
+  detail::PropertyManager properties{store, AppInfo{"com.example.notes", "2.4.0", "412", "Notes", "Notes"},
+                                     iosDeviceProfile, uuids};
+  detail::SessionManager sessions{clock, uuids};
 
   Stores() {
     setLogSink([](LogLevel, std::string_view) {});  // the session's start line would break the table
@@ -57,20 +57,20 @@ BENCHMARK(BM_EmptyStrandRoundTrip);
 void BM_ResolveFieldUserProperty(benchmark::State& state) {
   Stores& s = stores();
   const std::optional<std::string> field = "Plan";
-  for (auto _ : state) benchmark::DoNotOptimize(resolveField(field, s.properties, s.sessions));
+  for (auto _ : state) benchmark::DoNotOptimize(detail::resolveField(field, s.properties, s.sessions));
 }
 BENCHMARK(BM_ResolveFieldUserProperty);
 
 void BM_ResolveFieldReservedName(benchmark::State& state) {
   Stores& s = stores();
   const std::optional<std::string> field = "user_id";
-  for (auto _ : state) benchmark::DoNotOptimize(resolveField(field, s.properties, s.sessions));
+  for (auto _ : state) benchmark::DoNotOptimize(detail::resolveField(field, s.properties, s.sessions));
 }
 BENCHMARK(BM_ResolveFieldReservedName);
 
 void measureOperator(benchmark::State& state, std::string_view op, const std::optional<JSONValue>& actual,
                      const std::optional<JSONValue>& expected) {
-  for (auto _ : state) benchmark::DoNotOptimize(evaluateOperator(actual, op, expected));
+  for (auto _ : state) benchmark::DoNotOptimize(detail::evaluateOperator(actual, op, expected));
 }
 
 void BM_EvaluateOperatorEqualsString(benchmark::State& state) {
@@ -109,7 +109,7 @@ void BM_EvaluateTwentyConditions(benchmark::State& state) {
   for (auto _ : state) {
     bool all = true;
     for (const TargetingRule& rule : rules) {
-      all = evaluateCondition(rule.field, rule.op, rule.value, s.properties, s.sessions) && all;
+      all = detail::evaluateCondition(rule.field, rule.op, rule.value, s.properties, s.sessions) && all;
     }
     benchmark::DoNotOptimize(all);
   }

@@ -25,18 +25,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   // Selection ignores case and falls back to production for any other text.
   const Environment selected = config.selectedEnvironment();
   const Environment expected =
-      environmentFromRawValue(toLowerAscii(config.environment)).value_or(Environment::production);
+      environmentFromRawValue(detail::toLowerAscii(config.environment)).value_or(Environment::production);
   fuzz::require(selected == expected, "the selected environment is not the text's, ignoring case");
   fuzz::require(environmentFromRawValue(wireValue(selected)) == selected, "the wire value does not name it");
 
   // The client takes the coordinates whole when the endpoint is a URL, and nothing otherwise.
   const TarnwellSDKConfig::Appwrite before{"https://placeholder.invalid/v1", "p", "d", "g", std::nullopt, std::nullopt};
-  AppwriteClient client(before.endpoint, before.projectId, before.databaseId, before.gatewayFunctionId);
-  const bool valid = isValidEndpointURL(config.appwrite.endpoint);
+  detail::AppwriteClient client(before.endpoint, before.projectId, before.databaseId, before.gatewayFunctionId);
+  const bool valid = detail::isValidEndpointURL(config.appwrite.endpoint);
   try {
     client.configure(config.appwrite);
     fuzz::require(valid, "the client took an endpoint that is not a URL");
-  } catch (const URLError&) {
+  } catch (const detail::URLError&) {
     fuzz::require(!valid, "the client refused a valid endpoint");
   }
   const TarnwellSDKConfig::Appwrite& taken = valid ? config.appwrite : before;

@@ -25,8 +25,8 @@ std::optional<std::string> failureOf(asio::awaitable<T> call, std::optional<T>& 
   try {
     answer = fuzz::runToEnd(std::move(call));
     return std::nullopt;
-  } catch (const RuntimeGatewayError& error) {
-    return "RuntimeGatewayError " + textualForm(error);
+  } catch (const detail::RuntimeGatewayError& error) {
+    return "RuntimeGatewayError " + detail::textualForm(error);
   } catch (const DecodingError& error) {
     return std::string("DecodingError ") + error.what();
   }
@@ -46,11 +46,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   reply.status = 100 + (data[0] << 8 | data[1]) % 500;
   reply.body = std::string(fuzz::asText(data + 2, size - 2));
 
-  static const auto client = std::make_shared<AppwriteClient>("https://gateway.invalid/v1", "proj", "db", "fn");
+  static const auto client = std::make_shared<detail::AppwriteClient>("https://gateway.invalid/v1", "proj", "db", "fn");
   // A transport per input: it keeps a copy of every request it is sent.
   const auto transport = std::make_shared<testing::ScriptedHttpTransport>();
   transport->setResponder([&reply](const HttpRequest&) { return HttpResult(reply); });
-  RuntimeGatewayRepository gateway(client, transport);
+  detail::RuntimeGatewayRepository gateway(client, transport);
 
   std::optional<JSONObject> answer;
   const auto failure = failureOf(gateway.execute("get_feature_flags", {}, true), answer);
@@ -74,7 +74,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     return 0;
   }
   // The envelope was good: only the records inside may still fail to decode.
-  fuzz::require(!booleanFailure && *acknowledged == readSuccessFlag(*answer), "the acknowledgement misread");
+  fuzz::require(!booleanFailure && *acknowledged == detail::readSuccessFlag(*answer), "the acknowledgement misread");
   fuzz::require(!listFailure || isDecodingError(listFailure), "a list failed other than by a record");
   fuzz::require(!objectFailure || isDecodingError(objectFailure), "a record failed other than by decoding");
   if (flags) {

@@ -63,7 +63,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   const std::string envelope = reply.envelope().encode();
   const ExecutionRecord record{"0123456789abcdef0123", content.functionId, formatISO8601Date(clock.now()), envelope};
-  if (unwrapExecutionBody(encodeExecutionRecord(record, request)) != envelope) {
+  if (detail::unwrapExecutionBody(encodeExecutionRecord(record, request)) != envelope) {
     fuzz::fail("the SDK does not read back the envelope inside the execution record: " + envelope);
   }
   return 0;

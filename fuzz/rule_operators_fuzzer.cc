@@ -33,9 +33,9 @@ std::string upperAscii(std::string_view name, bool everyOther) {
 
 void checkOperators(std::string_view op, const std::optional<JSONValue>& actual,
                     const std::optional<JSONValue>& expected) {
-  const auto holds = [&](std::string_view name) { return evaluateOperator(actual, name, expected); };
+  const auto holds = [&](std::string_view name) { return detail::evaluateOperator(actual, name, expected); };
   const bool verdict = holds(op);
-  const std::string lower = toLowerAscii(op);
+  const std::string lower = detail::toLowerAscii(op);
   for (const std::string& spelling : {lower, upperAscii(op, false), upperAscii(lower, true)}) {
     if (holds(spelling) != verdict) fuzz::fail("an operator's verdict depends on its case: " + spelling);
   }
@@ -48,13 +48,13 @@ void checkOperators(std::string_view op, const std::optional<JSONValue>& actual,
   fuzz::require((!greater || atLeast) && (!less || atMost), "a strict comparison held without its loose one");
   fuzz::require(!(greater && atMost) && !(less && atLeast), "opposite comparisons held together");
 
-  fuzz::require(evaluateOperator(actual, "equals", actual), "a value does not equal itself");
-  fuzz::require(evaluateOperator(actual, "in", JSONArray{actual.value_or(JSONValue())}),
+  fuzz::require(detail::evaluateOperator(actual, "equals", actual), "a value does not equal itself");
+  fuzz::require(detail::evaluateOperator(actual, "in", JSONArray{actual.value_or(JSONValue())}),
                 "a value is not in a list of itself");
   const bool hasText =
       actual && (actual->isNumber() || actual->isBool() || (actual->isString() && !actual->asString()->empty()));
-  fuzz::require(!hasText || evaluateOperator(actual, "contains", actual), "a text does not contain itself");
-  fuzz::require(!actual || !actual->isNumber() || evaluateOperator(actual, "less_than_equals", actual),
+  fuzz::require(!hasText || detail::evaluateOperator(actual, "contains", actual), "a text does not contain itself");
+  fuzz::require(!actual || !actual->isNumber() || detail::evaluateOperator(actual, "less_than_equals", actual),
                 "a number is not at most itself");
 }
 

@@ -39,8 +39,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   if (decoded) fuzz::requireRoundTrip(*decoded, "the runtime bundle");
 
-  static const std::shared_ptr<AppwriteClient> client = [] {
-    auto made = std::make_shared<AppwriteClient>("https://gateway.invalid/v1", "proj", "db", "fn");
+  static const std::shared_ptr<detail::AppwriteClient> client = [] {
+    auto made = std::make_shared<detail::AppwriteClient>("https://gateway.invalid/v1", "proj", "db", "fn");
     made->setTeamId("team_demo");
     made->setEnvironment("production");
     return made;
@@ -48,7 +48,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   MemoryKeyValueStore store;
   testing::VirtualClock clock;
   const auto transport = std::make_shared<testing::ScriptedHttpTransport>();
-  RuntimeBundleRepository bundles(RuntimeGatewayRepository(client, transport), client, store, clock);
+  detail::RuntimeBundleRepository bundles(detail::RuntimeGatewayRepository(client, transport), client, store, clock);
   store.setBytes(bundles.bundleCacheKey(), asBytes(stored));
   fuzz::require(bundles.readCachedBundle() == decoded, "the cache reads the stored value otherwise than decodeText");
 

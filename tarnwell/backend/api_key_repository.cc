@@ -2,7 +2,7 @@
 
 #include "tarnwell/backend/detail/gateway_errors.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 std::string requiredBootstrapString(const JSONObject& object, std::string_view key) {
   std::optional<std::string> text = object.scalarText(key);
@@ -41,4 +41,4 @@ asio::awaitable<ApiKeyConfig> ApiKeyRepository::validateApiKey(std::string apiKe
   co_return result;
 }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -4,7 +4,7 @@
 
 #include "tarnwell/backend/detail/gateway_errors.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 bool isValidEndpointURL(std::string_view url) noexcept {
   if (url.empty() || url.find_first_of(" \t\r\n") != std::string_view::npos) {
@@ -93,4 +93,4 @@ void AppwriteClient::setGatewaySessionToken(std::optional<std::string> token) {
   gatewaySessionToken_ = std::move(token);
 }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -4,7 +4,7 @@
 
 #include <system_error>
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 // The descriptions a developer reads in the `error` state; the transport's own detail is kept
@@ -66,4 +66,4 @@ std::string textualForm(const std::exception& error) {
   return error.what();
 }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

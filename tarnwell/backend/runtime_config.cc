@@ -4,6 +4,8 @@
 
 namespace tarnwell {
 
+namespace detail {
+
 template <>
 struct RecordFields<RuntimeConfig::CacheConfig> {
   using R = RuntimeConfig::CacheConfig;
@@ -71,8 +73,10 @@ struct RecordFields<ApiKeyConfig> {
       field(&R::environment, "environment"), field(&R::runtimeConfig, "runtimeConfig"));
 };
 
-RuntimeConfig RuntimeConfig::decode(const JSONValue& value) { return decodeRecord<RuntimeConfig>(value); }
-JSONValue RuntimeConfig::encode() const { return encodeRecord(*this); }
+}  // namespace detail
+
+RuntimeConfig RuntimeConfig::decode(const JSONValue& value) { return detail::decodeRecord<RuntimeConfig>(value); }
+JSONValue RuntimeConfig::encode() const { return detail::encodeRecord(*this); }
 
 RuntimeConfig defaultRuntimeConfig() { return RuntimeConfig{}; }
 
@@ -88,7 +92,7 @@ RuntimeConfig makeRuntimeConfig(const JSONValue* value) {
   }
 }
 
-ApiKeyConfig ApiKeyConfig::decode(const JSONValue& value) { return decodeRecord<ApiKeyConfig>(value); }
-JSONValue ApiKeyConfig::encode() const { return encodeRecord(*this); }
+ApiKeyConfig ApiKeyConfig::decode(const JSONValue& value) { return detail::decodeRecord<ApiKeyConfig>(value); }
+JSONValue ApiKeyConfig::encode() const { return detail::encodeRecord(*this); }
 
 }  // namespace tarnwell

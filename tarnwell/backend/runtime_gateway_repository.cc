@@ -4,7 +4,7 @@
 #include "tarnwell/core/coding_error.h"
 #include "tarnwell/platform/detail/async.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 bool isUnreserved(unsigned char c) {
@@ -93,7 +93,7 @@ asio::awaitable<JSONObject> RuntimeGatewayRepository::execute(std::string action
     }
   }
   HttpRequest request = buildExecutionRequest(*client_, JSONValue(std::move(input)).encode());
-  HttpResult result = co_await detail::sendRequest(*transport_, std::move(request));
+  HttpResult result = co_await sendRequest(*transport_, std::move(request));
   if (auto* failure = std::get_if<TransportError>(&result)) {
     throw TransportFailure(std::move(*failure));
   }
@@ -133,4 +133,4 @@ asio::awaitable<bool> RuntimeGatewayRepository::executeBoolean(std::string actio
   co_return readAcknowledgement(data.find(dataKey));
 }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -9,6 +9,8 @@
 
 namespace tarnwell {
 
+namespace detail {
+
 template <>
 struct RecordFields<RuntimeBundle> {
   using R = RuntimeBundle;
@@ -18,11 +20,13 @@ struct RecordFields<RuntimeBundle> {
                       field(&R::featureFlags, "featureFlags"));
 };
 
-RuntimeBundle RuntimeBundle::decode(const JSONValue& value) { return decodeRecord<RuntimeBundle>(value); }
+}  // namespace detail
+
+RuntimeBundle RuntimeBundle::decode(const JSONValue& value) { return detail::decodeRecord<RuntimeBundle>(value); }
 
 RuntimeBundle RuntimeBundle::decodeText(std::string_view json) { return decode(JSONValue::decode(json)); }
 
-JSONValue RuntimeBundle::encode() const { return encodeRecord(*this); }
+JSONValue RuntimeBundle::encode() const { return detail::encodeRecord(*this); }
 
 namespace {
 
@@ -34,7 +38,7 @@ std::vector<Record> decodeTolerantList(const JSONValue& list) {
   records.reserve(elements->size());
   for (const JSONValue& element : *elements) {
     try {
-      records.push_back(decodeRecord<Record>(element));
+      records.push_back(detail::decodeRecord<Record>(element));
     } catch (const DecodingError&) {
       // Dropped on purpose: the backend's other records still serve.
     }

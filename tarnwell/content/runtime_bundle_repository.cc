@@ -9,7 +9,7 @@
 #include "tarnwell/core/log.h"
 #include "tarnwell/core/timestamp.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 namespace {
 
@@ -135,4 +135,4 @@ asio::awaitable<std::optional<RuntimeBundle>> RuntimeBundleRepository::fetchBund
   co_return cached;
 }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

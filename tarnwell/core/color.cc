@@ -27,7 +27,7 @@ std::size_t codePointCount(std::string_view text) noexcept {
 // Hex digits from the start of `text`, with an optional "0x" prefix; absent without a digit.
 // The caller keeps the text to at most eight characters, so the value cannot overflow.
 std::optional<std::uint32_t> scanHex(std::string_view text) noexcept {
-  text = trimWhitespaceAndNewlines(text);
+  text = detail::trimWhitespaceAndNewlines(text);
   if (text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X') && hexDigitValue(text[2]) >= 0) {
     text.remove_prefix(2);
   }
@@ -45,7 +45,7 @@ double channel(std::uint32_t value, int shift) noexcept { return static_cast<dou
 }  // namespace
 
 std::optional<Color> parseColorText(std::string_view text) noexcept {
-  const std::string_view trimmed = trimWhitespaceAndNewlines(text);
+  const std::string_view trimmed = detail::trimWhitespaceAndNewlines(text);
   if (trimmed.empty()) return std::nullopt;
   // Eight code points take at most 32 bytes; a longer text is no colour whatever it holds.
   std::array<char, 32> buffer{};

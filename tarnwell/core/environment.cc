@@ -23,7 +23,7 @@ std::optional<Environment> environmentFromRawValue(std::string_view text) noexce
 }
 
 Environment selectEnvironment(std::string_view text) noexcept {
-  const std::string lowered = toLowerAscii(text);
+  const std::string lowered = detail::toLowerAscii(text);
   if (lowered == "debug") return Environment::debug;
   if (lowered == "stage") return Environment::stage;
   return Environment::production;

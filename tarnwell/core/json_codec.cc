@@ -13,6 +13,7 @@
 #include "tarnwell/core/json_value.h"
 
 namespace tarnwell {
+namespace detail {
 
 class JSONParser {
  public:
@@ -98,6 +99,8 @@ class JSONParser {
     }
   }
 };
+
+}  // namespace detail
 
 namespace {
 
@@ -186,12 +189,12 @@ JSONValue JSONValue::decode(std::string_view json) {
   if (json.size() > kRetainedParserCapacity) {
     simdjson::dom::parser parser(json.size());
     JSONValue value;
-    JSONParser::fill(value, parseInto(parser, json));
+    detail::JSONParser::fill(value, parseInto(parser, json));
     return value;
   }
   thread_local simdjson::dom::parser parser;
   JSONValue value;
-  JSONParser::fill(value, parseInto(parser, json));
+  detail::JSONParser::fill(value, parseInto(parser, json));
   return value;
 }
 

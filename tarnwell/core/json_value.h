@@ -31,6 +31,10 @@
 
 namespace tarnwell {
 
+namespace detail {
+class JSONParser;
+}  // namespace detail
+
 class JSONValue;
 using JSONArray = std::vector<JSONValue>;
 
@@ -118,7 +122,7 @@ class TARNWELL_API JSONObject {
   friend TARNWELL_API bool operator==(const JSONObject& a, const JSONObject& b);
 
  private:
-  friend class JSONParser;
+  friend class detail::JSONParser;
   std::vector<Member> members_;
 };
 
@@ -196,7 +200,7 @@ class TARNWELL_API JSONValue {
   friend TARNWELL_API bool operator==(const JSONValue& a, const JSONValue& b);
 
  private:
-  friend class JSONParser;
+  friend class detail::JSONParser;
   std::variant<JSONString, double, bool, JSONObject, JSONArray, std::nullptr_t> value_;
 };
 

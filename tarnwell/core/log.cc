@@ -51,11 +51,15 @@ void emit(LogLevel level, std::string_view message, const std::string_view* erro
 
 }  // namespace
 
+namespace detail {
+
 LogScope::LogScope(const SharedLogSink& sink) noexcept : previous_(scopedSink) {
   if (sink && *sink) scopedSink = sink.get();
 }
 
 LogScope::~LogScope() { scopedSink = previous_; }
+
+}  // namespace detail
 
 void setLogSink(LogSink sink) {
   std::lock_guard lock(sinkMutex());

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 std::string_view describe(const JSONValue& value) {
@@ -44,4 +44,4 @@ void throwTypeMismatch(const CodingPath& path, std::string_view expected, const 
 
 void throwMissingKey(const CodingPath& path) { throw DecodingError("No value for the required key " + path.render()); }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

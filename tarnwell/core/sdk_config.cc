@@ -11,6 +11,8 @@
 
 namespace tarnwell {
 
+namespace detail {
+
 template <>
 struct RecordFields<TarnwellSDKConfig::Appwrite> {
   using R = TarnwellSDKConfig::Appwrite;
@@ -28,9 +30,13 @@ struct RecordFields<TarnwellSDKConfig> {
       field(&R::apiKeyName, "apiKeyName"), field(&R::environment, "environment"), field(&R::appwrite, "appwrite"));
 };
 
-TarnwellSDKConfig TarnwellSDKConfig::decode(const JSONValue& value) { return decodeRecord<TarnwellSDKConfig>(value); }
+}  // namespace detail
 
-JSONValue TarnwellSDKConfig::encode() const { return encodeRecord(*this); }
+TarnwellSDKConfig TarnwellSDKConfig::decode(const JSONValue& value) {
+  return detail::decodeRecord<TarnwellSDKConfig>(value);
+}
+
+JSONValue TarnwellSDKConfig::encode() const { return detail::encodeRecord(*this); }
 
 TarnwellSDKConfig TarnwellSDKConfig::fromJSON(std::string_view json) {
   if (!simdjson::validate_utf8(json.data(), json.size())) {

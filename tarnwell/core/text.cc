@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 bool isWhiteSpace(char32_t c) {
@@ -73,4 +73,4 @@ std::string toLowerAscii(std::string_view text) {
   return lower;
 }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

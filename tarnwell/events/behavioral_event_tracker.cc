@@ -4,7 +4,7 @@
 
 #include "tarnwell/core/detail/text.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 std::string normalizedName(std::string_view eventName) { return toLowerAscii(trimWhitespaceAndNewlines(eventName)); }
@@ -56,4 +56,4 @@ void BehavioralEventTracker::markMilestoneShown(std::string_view itemId, std::st
   defaults_.setInt64(joinKey("milestone", {identity(), itemId, name}), count);
 }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

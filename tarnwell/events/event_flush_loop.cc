@@ -8,7 +8,7 @@
 
 #include "tarnwell/platform/detail/async.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 EventFlushLoop::EventFlushLoop(asio::any_io_executor executor, Clock& clock, IntervalSource intervalMs)
     : executor_(std::move(executor)), clock_(clock), intervalMs_(std::move(intervalMs)) {}
@@ -28,9 +28,9 @@ void EventFlushLoop::stop() {
 
 asio::awaitable<void> EventFlushLoop::run(std::shared_ptr<EventManager> events) {
   for (;;) {
-    co_await detail::sleepFor(clock_, std::chrono::milliseconds(std::max<std::int64_t>(intervalMs_(), 1000)));
+    co_await sleepFor(clock_, std::chrono::milliseconds(std::max<std::int64_t>(intervalMs_(), 1000)));
     co_await events->flushEvents(false);
   }
 }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -16,7 +16,7 @@
 #include "tarnwell/events/detail/event_sampling.h"
 #include "tarnwell/platform/detail/async.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 // A configured size, at least 1 and no more than a queue can count.
@@ -42,7 +42,7 @@ EventManager::EventManager(const asio::any_io_executor& executor, EventRepositor
 template <typename Work>
 asio::awaitable<std::invoke_result_t<Work&>> EventManager::onStrand(Work work) {
   const auto self = shared_from_this();
-  co_return co_await detail::callOn(strand_, std::move(work));
+  co_return co_await callOn(strand_, std::move(work));
 }
 
 asio::awaitable<void> EventManager::configure(RuntimeConfig::EventsConfig events,
@@ -56,7 +56,7 @@ asio::awaitable<void> EventManager::queueEvent(EventRecord event) {
 
 asio::awaitable<bool> EventManager::flushEvents(bool force) {
   const auto self = shared_from_this();
-  co_return co_await detail::runOn(strand_, flush(force));
+  co_return co_await runOn(strand_, flush(force));
 }
 
 asio::awaitable<std::size_t> EventManager::queuedEventCount() {
@@ -199,4 +199,4 @@ void EventManager::persist() {
   storage_.setBytes(kQueueStorageKey, asBytes(json));
 }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

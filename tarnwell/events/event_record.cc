@@ -2,7 +2,7 @@
 
 #include "tarnwell/core/detail/record_coding.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 template <>
 struct RecordFields<EventRecord> {
@@ -47,4 +47,4 @@ std::vector<EventRecord> decodeEventArray(std::string_view json) {
   return JSONCoder<std::vector<EventRecord>>::decode(JSONValue::decode(json), CodingPath{});
 }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

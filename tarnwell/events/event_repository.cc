@@ -6,7 +6,7 @@
 #include "tarnwell/core/iso8601.h"
 #include "tarnwell/core/log.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 // A property map as one JSON text; a map that cannot be written (a number that is not finite)
@@ -70,4 +70,4 @@ asio::awaitable<bool> EventRepository::submitEvents(std::vector<EventRecord> eve
   co_return false;
 }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -5,7 +5,7 @@
 
 #include "tarnwell/core/detail/text.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 using Percent = std::int64_t RuntimeConfig::SamplingConfig::*;
@@ -83,4 +83,4 @@ bool isSampledIn(const EventRecord& event, const RuntimeConfig::SamplingConfig& 
   return samplingBucket(samplingText(event)) < percent;
 }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 RuntimeTelemetryBatcher::RuntimeTelemetryBatcher(std::shared_ptr<AppwriteClient> client,
                                                  std::shared_ptr<HttpTransport> transport,
@@ -17,4 +17,4 @@ asio::awaitable<void> RuntimeTelemetryBatcher::flush() {
   co_await queue_->flush(runtimeTelemetryQueueKey(*client_), gateway_);
 }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -14,7 +14,7 @@
 #include "tarnwell/core/log.h"
 #include "tarnwell/platform/detail/async.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 using ItemCoder = JSONCoder<std::vector<JSONObject>>;
@@ -58,7 +58,7 @@ void RuntimeTelemetryQueue::enqueue(std::string key, std::string action, JSONObj
 }
 
 asio::awaitable<void> RuntimeTelemetryQueue::flush(std::string key, RuntimeGatewayRepository gateway) {
-  co_await detail::runOn(strand_, flushOnStrand(std::move(key), std::move(gateway)));
+  co_await runOn(strand_, flushOnStrand(std::move(key), std::move(gateway)));
 }
 
 void RuntimeTelemetryQueue::enqueueOnStrand(const std::string& key, std::string action, JSONObject payload,
@@ -82,7 +82,7 @@ void RuntimeTelemetryQueue::startFlushTask(std::string key, RuntimeGatewayReposi
         auto task = [self, key = std::move(key), gateway = std::move(gateway), afterDelay]() -> asio::awaitable<void> {
           if (afterDelay) {
             try {
-              co_await detail::sleepFor(self->clock_, flushDelay);
+              co_await sleepFor(self->clock_, flushDelay);
             } catch (const std::system_error&) {
               // Cut short (the host is shutting down): send what is there rather than leave it waiting.
             }
@@ -161,4 +161,4 @@ void RuntimeTelemetryQueue::persist(const std::string& key) {
   }
 }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -6,35 +6,37 @@
 
 namespace tarnwell {
 
-Variation Variation::decode(const JSONValue& value) { return decodeRecord<Variation>(value); }
-JSONValue Variation::encode() const { return encodeRecord(*this); }
+Variation Variation::decode(const JSONValue& value) { return detail::decodeRecord<Variation>(value); }
+JSONValue Variation::encode() const { return detail::encodeRecord(*this); }
 
-JSONValue ExperimentConfig::encode() const { return encodeRecord(*this); }
+JSONValue ExperimentConfig::encode() const { return detail::encodeRecord(*this); }
 
-FeatureFlag FeatureFlag::decode(const JSONValue& value) { return decodeRecord<FeatureFlag>(value); }
-JSONValue FeatureFlag::encode() const { return encodeRecord(*this); }
+FeatureFlag FeatureFlag::decode(const JSONValue& value) { return detail::decodeRecord<FeatureFlag>(value); }
+JSONValue FeatureFlag::encode() const { return detail::encodeRecord(*this); }
 
 std::vector<Variation> FeatureFlag::variations() const {
-  return decodeEmbedded<std::vector<Variation>>(variationsJSON).value_or(std::vector<Variation>{});
+  return detail::decodeEmbedded<std::vector<Variation>>(variationsJSON).value_or(std::vector<Variation>{});
 }
 
 std::vector<TargetingRule> FeatureFlag::targetingRules() const {
-  return decodeEmbedded<std::vector<TargetingRule>>(targetingRulesJSON).value_or(std::vector<TargetingRule>{});
+  return detail::decodeEmbedded<std::vector<TargetingRule>>(targetingRulesJSON).value_or(std::vector<TargetingRule>{});
 }
 
 std::optional<RolloutConfig> FeatureFlag::rolloutConfig() const {
-  return decodeEmbedded<RolloutConfig>(rolloutConfigJSON);
+  return detail::decodeEmbedded<RolloutConfig>(rolloutConfigJSON);
 }
 
 std::optional<ScheduleConfig> FeatureFlag::scheduleConfig() const {
-  return decodeEmbedded<ScheduleConfig>(scheduleConfigJSON);
+  return detail::decodeEmbedded<ScheduleConfig>(scheduleConfigJSON);
 }
 
 std::optional<ExperimentConfig> FeatureFlag::experimentConfig() const {
-  return decodeEmbedded<ExperimentConfig>(experimentConfigJSON);
+  return detail::decodeEmbedded<ExperimentConfig>(experimentConfigJSON);
 }
 
-JSONObject FeatureFlag::metadataMap() const { return decodeEmbedded<JSONObject>(metadata).value_or(JSONObject{}); }
+JSONObject FeatureFlag::metadataMap() const {
+  return detail::decodeEmbedded<JSONObject>(metadata).value_or(JSONObject{});
+}
 
 std::string FeatureFlag::deliveryMode() const { return metadataMap().scalarText("deliveryMode").value_or("standard"); }
 
@@ -45,7 +47,7 @@ std::vector<AudienceVariantGroup> FeatureFlag::audienceVariants() const {
   std::vector<AudienceVariantGroup> result;
   for (const JSONValue& element : *groups->asArray()) {
     try {
-      result.push_back(decodeRecord<AudienceVariantGroup>(element));
+      result.push_back(detail::decodeRecord<AudienceVariantGroup>(element));
     } catch (const DecodingError&) {
       // A group the backend got wrong is left out; the others still serve.
     }

@@ -9,7 +9,7 @@
 #include "tarnwell/platform/detail/async.h"
 #include "tarnwell/targeting/detail/rule_evaluation.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 namespace {
 
@@ -59,14 +59,14 @@ FeatureFlagManager::FeatureFlagManager(const asio::any_io_executor& executor, Fe
 template <typename Work>
 asio::awaitable<std::invoke_result_t<Work&>> FeatureFlagManager::onStrand(Work work) {
   const auto self = shared_from_this();
-  co_return co_await detail::callOn(strand_, std::move(work));
+  co_return co_await callOn(strand_, std::move(work));
 }
 
 // ---- Flags ---------------------------------------------------------------------------------
 
 asio::awaitable<void> FeatureFlagManager::refresh() {
   const auto self = shared_from_this();
-  co_await detail::runOn(strand_, refreshOnStrand());
+  co_await runOn(strand_, refreshOnStrand());
 }
 
 asio::awaitable<void> FeatureFlagManager::refreshOnStrand() {
@@ -361,4 +361,4 @@ asio::awaitable<void> FeatureFlagManager::trackExperimentConversion(std::string 
   });
 }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -7,6 +7,8 @@
 
 namespace tarnwell {
 
+namespace detail {
+
 // Telemetry keeps every key: an absent optional is written as null.
 template <>
 struct RecordFields<FeatureFlagEvaluation> {
@@ -33,13 +35,15 @@ struct RecordFields<FeatureFlagExposure> {
                       nullableField(&R::teamId, "teamId"), nullableField(&R::appId, "appId"));
 };
 
+}  // namespace detail
+
 namespace {
 
 JSONObject asObject(JSONValue encoded) { return std::move(*encoded.asObject()); }
 
 }  // namespace
 
-JSONObject FeatureFlagEvaluation::payload() const { return asObject(encodeRecord(*this)); }
-JSONObject FeatureFlagExposure::payload() const { return asObject(encodeRecord(*this)); }
+JSONObject FeatureFlagEvaluation::payload() const { return asObject(detail::encodeRecord(*this)); }
+JSONObject FeatureFlagExposure::payload() const { return asObject(detail::encodeRecord(*this)); }
 
 }  // namespace tarnwell

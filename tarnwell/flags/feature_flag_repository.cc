@@ -1,6 +1,6 @@
 #include "tarnwell/flags/detail/feature_flag_repository.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 FeatureFlagRepository::FeatureFlagRepository(RuntimeGatewayRepository gateway, RuntimeBundleRepository runtimeBundle,
                                              RuntimeTelemetryBatcher& telemetryBatcher)
@@ -20,4 +20,4 @@ bool FeatureFlagRepository::trackExposure(const FeatureFlagExposure& exposure) {
   return true;
 }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

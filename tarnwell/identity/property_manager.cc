@@ -6,7 +6,7 @@
 #include "tarnwell/core/detail/text.h"
 #include "tarnwell/platform/device_labels.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 constexpr std::string_view kAnonymousIdKey = "tarnwell_anonymous_id";
@@ -246,4 +246,4 @@ void PropertyManager::resetIdentity() {
   writeIdentityKeysLocked();
 }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -4,7 +4,7 @@
 #include "tarnwell/core/log.h"
 #include "tarnwell/platform/device_labels.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 template <>
 struct RecordFields<SessionRecord> {
@@ -96,4 +96,4 @@ JSONObject makeSessionData(const SessionSnapshot& snapshot, const DeviceInfo& de
   };
 }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

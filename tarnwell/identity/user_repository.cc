@@ -1,6 +1,6 @@
 #include "tarnwell/identity/detail/user_repository.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 UserRepository::UserRepository(std::shared_ptr<AppwriteClient> client, std::shared_ptr<HttpTransport> transport)
     : gateway_(std::move(client), std::move(transport)) {}
 
@@ -29,4 +29,4 @@ asio::awaitable<IdentifyResult> UserRepository::identifyUser(UserSyncSnapshot sn
                            data.scalarText("mergedFromProfileId")};
 }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

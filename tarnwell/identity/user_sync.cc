@@ -4,7 +4,7 @@
 #include "tarnwell/core/log.h"
 #include "tarnwell/platform/detail/async.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 UserSync::UserSync(UserRepository repository, PropertyManager& properties, Clock& clock, asio::any_io_executor pool,
                    SnapshotSource snapshot)
@@ -21,7 +21,7 @@ asio::awaitable<void> UserSync::syncAfter(std::chrono::milliseconds delay) {
 
 asio::awaitable<void> UserSync::debounced(std::chrono::milliseconds delay, std::int64_t revision) {
   if (delay.count() >= 1) {
-    co_await detail::sleepFor(clock_, delay);
+    co_await sleepFor(clock_, delay);
   }
   if (pendingRevision_ == revision) {
     co_await sync();
@@ -32,7 +32,7 @@ asio::awaitable<void> UserSync::sync(bool isRegistered) {
   std::optional<UserSyncSnapshot> snapshot = snapshot_(std::nullopt, isRegistered);
   if (!snapshot) co_return;
   try {
-    co_await detail::runOn(pool_, repository_.syncUserState(std::move(*snapshot), false));
+    co_await runOn(pool_, repository_.syncUserState(std::move(*snapshot), false));
   } catch (const std::exception& error) {
     if (isCancellationError(error)) {
       logWarn("User sync cancelled before completion");
@@ -46,7 +46,7 @@ asio::awaitable<bool> UserSync::identify(UserSyncSnapshot before, std::string us
                                          std::optional<std::string> runningSession) {
   try {
     const IdentifyResult result =
-        co_await detail::runOn(pool_, repository_.identifyUser(std::move(before), userId, std::move(traits)));
+        co_await runOn(pool_, repository_.identifyUser(std::move(before), userId, std::move(traits)));
     properties_.setProfileId(result.profileId);
     properties_.setUserId(userId);
     const bool registered = !userId.starts_with("anonymous");
@@ -54,7 +54,7 @@ asio::awaitable<bool> UserSync::identify(UserSyncSnapshot before, std::string us
     if (runningSession) {
       // Attach the running session to the identified user on the backend.
       if (std::optional<UserSyncSnapshot> attached = snapshot_(runningSession, registered)) {
-        co_await detail::runOn(pool_, repository_.startSession(std::move(*attached)));
+        co_await runOn(pool_, repository_.startSession(std::move(*attached)));
       }
     }
     co_return true;
@@ -67,7 +67,7 @@ asio::awaitable<bool> UserSync::identify(UserSyncSnapshot before, std::string us
 
 asio::awaitable<void> UserSync::persistSessionStart(UserSyncSnapshot snapshot) {
   try {
-    co_await detail::runOn(pool_, repository_.startSession(std::move(snapshot)));
+    co_await runOn(pool_, repository_.startSession(std::move(snapshot)));
   } catch (const std::exception& error) {
     logError("Failed to persist session start", textualForm(error));
   }
@@ -75,10 +75,10 @@ asio::awaitable<void> UserSync::persistSessionStart(UserSyncSnapshot snapshot) {
 
 asio::awaitable<void> UserSync::persistSessionEnd(UserSyncSnapshot snapshot, JSONObject sessionData) {
   try {
-    co_await detail::runOn(pool_, repository_.endSession(std::move(snapshot), std::move(sessionData)));
+    co_await runOn(pool_, repository_.endSession(std::move(snapshot), std::move(sessionData)));
   } catch (const std::exception& error) {
     logError("Failed to persist session end", textualForm(error));
   }
 }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -3,7 +3,7 @@
 #include "tarnwell/core/detail/record_coding.h"
 #include "tarnwell/core/detail/text.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 template <>
 struct RecordFields<UserSyncSnapshot> {
@@ -57,4 +57,4 @@ std::optional<UserSyncSnapshot> makeUserSyncSnapshot(const UserSyncSources& sour
   return snapshot;
 }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -6,8 +6,8 @@
 
 namespace tarnwell {
 
-LiveCard LiveCard::decode(const JSONValue& value) { return decodeRecord<LiveCard>(value); }
-JSONValue LiveCard::encode() const { return encodeRecord(*this); }
+LiveCard LiveCard::decode(const JSONValue& value) { return detail::decodeRecord<LiveCard>(value); }
+JSONValue LiveCard::encode() const { return detail::encodeRecord(*this); }
 
 bool LiveCard::isActive() const {
   // Cards share the content-wide "published" word besides their own "live".
@@ -15,11 +15,11 @@ bool LiveCard::isActive() const {
 }
 
 std::optional<LiveCardStructure> LiveCard::structure() const {
-  return decodeEmbedded<LiveCardStructure>(structureJSON);
+  return detail::decodeEmbedded<LiveCardStructure>(structureJSON);
 }
-std::optional<LiveCardConfig> LiveCard::config() const { return decodeEmbedded<LiveCardConfig>(configJSON); }
+std::optional<LiveCardConfig> LiveCard::config() const { return detail::decodeEmbedded<LiveCardConfig>(configJSON); }
 std::optional<LiveCardTargeting> LiveCard::targeting() const {
-  return decodeEmbedded<LiveCardTargeting>(targetingJSON);
+  return detail::decodeEmbedded<LiveCardTargeting>(targetingJSON);
 }
 
 }  // namespace tarnwell

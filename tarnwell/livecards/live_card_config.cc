@@ -4,7 +4,7 @@
 
 namespace tarnwell {
 
-LiveCardConfig LiveCardConfig::decode(const JSONValue& value) { return decodeRecord<LiveCardConfig>(value); }
-JSONValue LiveCardConfig::encode() const { return encodeRecord(*this); }
+LiveCardConfig LiveCardConfig::decode(const JSONValue& value) { return detail::decodeRecord<LiveCardConfig>(value); }
+JSONValue LiveCardConfig::encode() const { return detail::encodeRecord(*this); }
 
 }  // namespace tarnwell

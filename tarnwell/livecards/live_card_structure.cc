@@ -4,7 +4,9 @@
 
 namespace tarnwell {
 
-LiveCardStructure LiveCardStructure::decode(const JSONValue& value) { return decodeRecord<LiveCardStructure>(value); }
-JSONValue LiveCardStructure::encode() const { return encodeRecord(*this); }
+LiveCardStructure LiveCardStructure::decode(const JSONValue& value) {
+  return detail::decodeRecord<LiveCardStructure>(value);
+}
+JSONValue LiveCardStructure::encode() const { return detail::encodeRecord(*this); }
 
 }  // namespace tarnwell

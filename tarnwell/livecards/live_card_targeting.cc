@@ -4,7 +4,9 @@
 
 namespace tarnwell {
 
-LiveCardTargeting LiveCardTargeting::decode(const JSONValue& value) { return decodeRecord<LiveCardTargeting>(value); }
-JSONValue LiveCardTargeting::encode() const { return encodeRecord(*this); }
+LiveCardTargeting LiveCardTargeting::decode(const JSONValue& value) {
+  return detail::decodeRecord<LiveCardTargeting>(value);
+}
+JSONValue LiveCardTargeting::encode() const { return detail::encodeRecord(*this); }
 
 }  // namespace tarnwell

@@ -15,8 +15,7 @@
 #include "tarnwell/core/detail/log_scope.h"
 #include "tarnwell/platform/detail/curl_exchange.h"
 
-namespace tarnwell {
-namespace detail {
+namespace tarnwell::detail {
 namespace {
 
 // The I/O thread sleeps in curl_multi_poll at most this long when nothing wakes it; libcurl
@@ -254,12 +253,9 @@ void CurlTransfer::cancel() noexcept {
   if (const auto owner = engine.lock()) owner->noteCancellation();
 }
 
-}  // namespace detail
-
 CurlHttpTransport::CurlHttpTransport() : CurlHttpTransport(Options{}) {}
 
-CurlHttpTransport::CurlHttpTransport(Options options)
-    : engine_(std::make_shared<detail::CurlEngine>(std::move(options))) {
+CurlHttpTransport::CurlHttpTransport(Options options) : engine_(std::make_shared<CurlEngine>(std::move(options))) {
   engine_->start();
 }
 
@@ -269,4 +265,4 @@ std::shared_ptr<HttpTransfer> CurlHttpTransport::post(HttpRequest request, Compl
   return engine_->post(std::move(request), std::move(completion));
 }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -50,7 +50,7 @@ std::optional<std::string> readFirstLine(const char* path) {
   std::string text(kMaxBytes, '\0');
   file.read(text.data(), kMaxBytes);
   text.resize(static_cast<std::size_t>(file.gcount()));
-  const std::string_view line = trimWhitespaceAndNewlines(std::string_view(text).substr(0, text.find('\n')));
+  const std::string_view line = detail::trimWhitespaceAndNewlines(std::string_view(text).substr(0, text.find('\n')));
   if (line.empty()) return std::nullopt;
   return std::string(line);
 }

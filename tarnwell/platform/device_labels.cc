@@ -22,11 +22,11 @@ std::string deviceFamilyName(const DeviceInfo& device) {
 std::string deviceDisplayName(const DeviceInfo& device) {
   const std::string rawIdentifier = deviceModelIdentifier(device);
   const std::string rawFamily = deviceFamilyName(device);
-  const std::string_view identifier = trimWhitespaceAndNewlines(rawIdentifier);
-  const std::string_view family = trimWhitespaceAndNewlines(rawFamily);
+  const std::string_view identifier = detail::trimWhitespaceAndNewlines(rawIdentifier);
+  const std::string_view family = detail::trimWhitespaceAndNewlines(rawFamily);
   if (identifier.empty()) return std::string(family);
   if (family.empty()) return std::string(identifier);
-  if (toLowerAscii(family) != toLowerAscii(identifier)) {
+  if (detail::toLowerAscii(family) != detail::toLowerAscii(identifier)) {
     return std::string(family) + " (" + std::string(identifier) + ")";
   }
   return std::string(family);

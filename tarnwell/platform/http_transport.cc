@@ -6,7 +6,7 @@ namespace tarnwell {
 
 const std::string* HttpResponse::header(std::string_view name) const noexcept {
   for (const auto& [key, value] : headers) {
-    if (equalsIgnoringAsciiCase(key, name)) return &value;
+    if (detail::equalsIgnoringAsciiCase(key, name)) return &value;
   }
   return nullptr;
 }

@@ -65,7 +65,7 @@ bool KeyValueStore::setBytes(std::string_view key, std::span<const std::uint8_t>
 }
 
 std::unique_ptr<KeyValueStore> openKeyValueStore(const std::string& path) {
-  SqliteKeyValueStore::OpenResult opened = SqliteKeyValueStore::open(path);
+  detail::SqliteKeyValueStore::OpenResult opened = detail::SqliteKeyValueStore::open(path);
   if (opened.store) {
     return std::move(opened.store);
   }

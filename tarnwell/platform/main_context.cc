@@ -23,7 +23,7 @@ struct MainContext::Impl {
   // context for everything queued behind it. The work logs to the context's sink.
   template <typename Step>
   std::size_t runGuarded(Step step) {
-    const LogScope scope(logSink);
+    const detail::LogScope scope(logSink);
     std::size_t total = 0;
     for (;;) {
       try {
@@ -39,7 +39,7 @@ struct MainContext::Impl {
   }
 
   Mode mode;
-  SharedLogSink logSink;
+  detail::SharedLogSink logSink;
   std::atomic<bool> stopped{false};
   asio::io_context io{1};
   asio::executor_work_guard<asio::io_context::executor_type> guard;

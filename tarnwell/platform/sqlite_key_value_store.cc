@@ -13,7 +13,7 @@
 
 #include "tarnwell/core/log.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 struct SqliteKeyValueStore::ConnectFailure {
   std::string reason;
@@ -315,4 +315,4 @@ std::vector<std::string> SqliteKeyValueStore::keysWithPrefix(std::string_view pr
   }
 }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <random>
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 std::uint64_t randomWord(std::random_device& device) { return (std::uint64_t{device()} << 32) ^ device(); }
@@ -78,4 +78,4 @@ const StringHasher& processStringHasher() {
   return hasher;
 }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

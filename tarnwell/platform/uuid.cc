@@ -2,7 +2,7 @@
 
 #include <array>
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 std::mt19937_64 randomlySeededEngine() {
@@ -48,4 +48,4 @@ std::string makeUuid() {
   return generator.next();
 }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

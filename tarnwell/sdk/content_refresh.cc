@@ -1,6 +1,6 @@
 #include "tarnwell/sdk/detail/content_refresh.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 bool shouldRefresh(std::optional<Timestamp>& lastRefreshAt, std::int64_t ttlMs, bool force, Timestamp now) {
   const double ttlSeconds = static_cast<double>(ttlMs) / 1000.0;
@@ -12,4 +12,4 @@ bool shouldRefresh(std::optional<Timestamp>& lastRefreshAt, std::int64_t ttlMs, 
   return true;
 }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -19,19 +19,21 @@ Tarnwell::Impl::Impl(HostOptions options)
                           : std::shared_ptr<KeyValueStore>(openKeyValueStore(
                                 options.storePath.empty() ? defaultKeyValueStorePath() : options.storePath))),
       transport(std::make_shared<detail::ClosableTransport>(
-          options.transport ? std::move(options.transport)
-                            : std::make_shared<CurlHttpTransport>(CurlHttpTransport::Options{.logSink = *logSink}))),
+          options.transport
+              ? std::move(options.transport)
+              : std::make_shared<detail::CurlHttpTransport>(detail::CurlHttpTransport::Options{.logSink = *logSink}))),
       backgroundTasks(options.backgroundTasks ? std::move(options.backgroundTasks)
                                               : std::make_shared<NullBackgroundTaskHost>()),
-      uuids(options.uuidSeed ? std::make_unique<UuidGenerator>(*options.uuidSeed) : std::make_unique<UuidGenerator>()),
+      uuids(options.uuidSeed ? std::make_unique<detail::UuidGenerator>(*options.uuidSeed)
+                             : std::make_unique<detail::UuidGenerator>()),
       pool(std::make_unique<detail::WorkerPool>(2, *logSink)),
       appInfo(options.appInfo ? options.appInfo() : readProcessAppInfo()),
       deviceInfo(options.deviceInfo ? std::move(options.deviceInfo) : DeviceInfoProvider(readSystemDeviceInfo)),
       // Construction reads the stored identifiers and nothing else.
-      properties(std::make_unique<PropertyManager>(*store, appInfo, deviceInfo, *uuids)),
-      sessions(std::make_unique<SessionManager>(*clock, *uuids)),
+      properties(std::make_unique<detail::PropertyManager>(*store, appInfo, deviceInfo, *uuids)),
+      sessions(std::make_unique<detail::SessionManager>(*clock, *uuids)),
       state(*main, SDKState::notInitialized()),
-      flushLoop(std::make_unique<EventFlushLoop>(main->ioContext().get_executor(), *clock, [this] {
+      flushLoop(std::make_unique<detail::EventFlushLoop>(main->ioContext().get_executor(), *clock, [this] {
         std::lock_guard lock(mutex);
         return runtimeConfig.events.flushIntervalMs;
       })) {}
@@ -70,63 +72,66 @@ void Tarnwell::Impl::spawnOnMain(asio::awaitable<void> work) {
       std::rethrow_exception(failure);
     } catch (const std::exception& error) {
       // Cancelled work ends quietly; anything else would be a fault of ours, never the host's.
-      if (!isCancellationError(error)) logError("Background work of the SDK failed", textualForm(error));
+      if (!detail::isCancellationError(error))
+        logError("Background work of the SDK failed", detail::textualForm(error));
     } catch (...) {
       logError("Background work of the SDK failed", "unknown exception");
     }
   });
 }
 
-std::shared_ptr<AppwriteClient> Tarnwell::Impl::client() {
+std::shared_ptr<detail::AppwriteClient> Tarnwell::Impl::client() {
   std::lock_guard lock(mutex);
   if (!clientInstance) {
-    clientInstance = std::make_shared<AppwriteClient>(
+    clientInstance = std::make_shared<detail::AppwriteClient>(
         std::string(Constants::appwriteEndpoint), std::string(Constants::centralProjectId),
         std::string(Constants::centralDatabaseId), std::string(Constants::sdkRuntimeGatewayFunctionId));
   }
   return clientInstance;
 }
 
-ApiKeyRepository& Tarnwell::Impl::apiKeyRepository() {
-  if (!apiKeyRepositoryInstance) apiKeyRepositoryInstance = std::make_unique<ApiKeyRepository>(client(), transport);
+detail::ApiKeyRepository& Tarnwell::Impl::apiKeyRepository() {
+  if (!apiKeyRepositoryInstance)
+    apiKeyRepositoryInstance = std::make_unique<detail::ApiKeyRepository>(client(), transport);
   return *apiKeyRepositoryInstance;
 }
 
-UserSync& Tarnwell::Impl::userSync() {
+detail::UserSync& Tarnwell::Impl::userSync() {
   if (!userSyncInstance) {
-    userSyncInstance =
-        std::make_unique<UserSync>(UserRepository(client(), transport), *properties, *clock, pool->executor(),
-                                   [this](std::optional<std::string> sessionId, bool isRegistered) {
-                                     return makeSnapshot(std::move(sessionId), isRegistered);
-                                   });
+    userSyncInstance = std::make_unique<detail::UserSync>(
+        detail::UserRepository(client(), transport), *properties, *clock, pool->executor(),
+        [this](std::optional<std::string> sessionId, bool isRegistered) {
+          return makeSnapshot(std::move(sessionId), isRegistered);
+        });
   }
   return *userSyncInstance;
 }
 
-std::shared_ptr<EventManager> Tarnwell::Impl::eventManager() {
+std::shared_ptr<detail::EventManager> Tarnwell::Impl::eventManager() {
   if (!eventManagerInstance) {
-    eventManagerInstance = EventManager::create(
-        pool->executor(),
-        EventRepository(RuntimeGatewayRepository(client(), transport), *clock, *uuids, appInfo.bundleId), *clock,
-        *store);
+    eventManagerInstance =
+        detail::EventManager::create(pool->executor(),
+                                     detail::EventRepository(detail::RuntimeGatewayRepository(client(), transport),
+                                                             *clock, *uuids, appInfo.bundleId),
+                                     *clock, *store);
   }
   return eventManagerInstance;
 }
 
-BehavioralEventTracker& Tarnwell::Impl::behavioralEventTracker() {
-  if (!trackerInstance) trackerInstance = std::make_unique<BehavioralEventTracker>(*store, *properties);
+detail::BehavioralEventTracker& Tarnwell::Impl::behavioralEventTracker() {
+  if (!trackerInstance) trackerInstance = std::make_unique<detail::BehavioralEventTracker>(*store, *properties);
   return *trackerInstance;
 }
 
-RuntimeTelemetryBatcher& Tarnwell::Impl::telemetry() {
+detail::RuntimeTelemetryBatcher& Tarnwell::Impl::telemetry() {
   if (!telemetryInstance) {
-    telemetryInstance = std::make_unique<RuntimeTelemetryBatcher>(
-        client(), transport, RuntimeTelemetryQueue::create(*store, *clock, pool->executor()));
+    telemetryInstance = std::make_unique<detail::RuntimeTelemetryBatcher>(
+        client(), transport, detail::RuntimeTelemetryQueue::create(*store, *clock, pool->executor()));
   }
   return *telemetryInstance;
 }
 
-std::shared_ptr<FeatureFlagManager> Tarnwell::Impl::featureFlagManager() {
+std::shared_ptr<detail::FeatureFlagManager> Tarnwell::Impl::featureFlagManager() {
   if (!featureFlagManagerInstance) {
     // Experiment events reach trackEvent on the main context, where its gate is read.
     auto eventTracker = [this](std::string name, JSONObject properties, std::string eventType) {
@@ -134,17 +139,18 @@ std::shared_ptr<FeatureFlagManager> Tarnwell::Impl::featureFlagManager() {
         trackEvent(name, properties, eventType);
       });
     };
-    featureFlagManagerInstance = FeatureFlagManager::create(
+    featureFlagManagerInstance = detail::FeatureFlagManager::create(
         pool->executor(),
-        FeatureFlagRepository(RuntimeGatewayRepository(client(), transport), makeRuntimeBundleRepository(),
-                              telemetry()),
-        *properties, *sessions, *clock, processStringHasher(), std::move(eventTracker), deviceInfo().platform);
+        detail::FeatureFlagRepository(detail::RuntimeGatewayRepository(client(), transport),
+                                      makeRuntimeBundleRepository(), telemetry()),
+        *properties, *sessions, *clock, detail::processStringHasher(), std::move(eventTracker), deviceInfo().platform);
   }
   return featureFlagManagerInstance;
 }
 
-RuntimeBundleRepository Tarnwell::Impl::makeRuntimeBundleRepository() {
-  return RuntimeBundleRepository(RuntimeGatewayRepository(client(), transport), client(), *store, *clock, bundleLoads);
+detail::RuntimeBundleRepository Tarnwell::Impl::makeRuntimeBundleRepository() {
+  return detail::RuntimeBundleRepository(detail::RuntimeGatewayRepository(client(), transport), client(), *store,
+                                         *clock, bundleLoads);
 }
 
 // ---- The shared object ---------------------------------------------------------------------
@@ -190,14 +196,14 @@ Tarnwell& Tarnwell::shared() {
 
 // Construction and teardown run on the host's thread: their lines go to this object's sink too.
 Tarnwell::Tarnwell(HostOptions options) {
-  const SharedLogSink sink = std::make_shared<const LogSink>(options.logSink);
-  const LogScope scope(sink);
+  const detail::SharedLogSink sink = std::make_shared<const LogSink>(options.logSink);
+  const detail::LogScope scope(sink);
   impl_ = std::make_unique<Impl>(std::move(options));
 }
 
 Tarnwell::~Tarnwell() {
-  const SharedLogSink sink = impl_->logSink;
-  const LogScope scope(sink);
+  const detail::SharedLogSink sink = impl_->logSink;
+  const detail::LogScope scope(sink);
   impl_.reset();
 }
 
@@ -216,7 +222,7 @@ bool Tarnwell::isInitialized() const { return isReady(); }
 std::optional<std::string> Tarnwell::getUserId() const { return impl_->properties->getCurrentKnownUserId(); }
 
 UserDebugState Tarnwell::getUserDebugState() const {
-  const PropertyManager& properties = *impl_->properties;
+  const detail::PropertyManager& properties = *impl_->properties;
   UserDebugState debug;
   debug.profileId = properties.getProfileId();
   debug.anonymousId = properties.getAnonymousId();

@@ -45,7 +45,7 @@ asio::awaitable<void> Tarnwell::Impl::submitAnnouncementResponse(Survey announce
   }
   suppressNextAnnouncementDismissCallback = true;
   dismissCurrentAnnouncement();
-  detail::AnnouncementRepository repository(RuntimeGatewayRepository(client(), transport),
+  detail::AnnouncementRepository repository(detail::RuntimeGatewayRepository(client(), transport),
                                             makeRuntimeBundleRepository());
   const bool accepted =
       co_await detail::runOn(pool->executor(), sendAnnouncementResponse(std::move(repository), *response));
@@ -60,7 +60,7 @@ asio::awaitable<void> Tarnwell::Impl::submitAnnouncementResponse(Survey announce
 
 void Tarnwell::Impl::reportAnnouncementOutcome(const Survey& announcement, const JSONObject& responses, bool completed,
                                                std::optional<Timestamp> presentedAt) {
-  JSONObject outcome{{"response_id", JSONValue(toLowerAscii(uuids->next()))},
+  JSONObject outcome{{"response_id", JSONValue(detail::toLowerAscii(uuids->next()))},
                      {"responses_count", JSONValue(responses.size())},
                      {"score", JSONValue(0.0)}};
   for (const auto& [from, to] : {std::pair{"action", "button_role"}, std::pair{"button_clicked", "button_clicked"},

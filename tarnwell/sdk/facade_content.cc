@@ -24,7 +24,7 @@ asio::awaitable<void> Tarnwell::Impl::refreshFeatureFlags(bool force) {
     std::lock_guard lock(mutex);
     ttlMs = runtimeConfig.cache.featureFlagsTtlMs;
   }
-  if (!shouldRefresh(refreshStamps.lastFeatureFlagsRefreshAt, ttlMs, force, clock->now())) co_return;
+  if (!detail::shouldRefresh(refreshStamps.lastFeatureFlagsRefreshAt, ttlMs, force, clock->now())) co_return;
   co_await featureFlagManager()->refresh();
 }
 

@@ -22,12 +22,12 @@ std::shared_ptr<detail::AnnouncementManager> Tarnwell::Impl::announcementManager
 void Tarnwell::Impl::configureDeliveryManagers() {
   const detail::DeliveryManagerParts parts{.main = *main,
                                            .workers = pool->executor(),
-                                           .segments = SegmentRepository(client(), transport),
+                                           .segments = detail::SegmentRepository(client(), transport),
                                            .properties = *properties,
                                            .sessions = *sessions,
                                            .tracker = behavioralEventTracker(),
                                            .clock = *clock};
-  const RuntimeGatewayRepository gateway(client(), transport);
+  const detail::RuntimeGatewayRepository gateway(client(), transport);
   surveys.manager = std::make_shared<detail::SurveyManager>(
       parts, detail::SurveyRepository(gateway, makeRuntimeBundleRepository()), *store);
   announcements.manager = std::make_shared<detail::AnnouncementManager>(
@@ -147,7 +147,7 @@ asio::awaitable<void> Tarnwell::Impl::refreshDeliveredContent(DeliveredContent k
   }
   std::optional<Timestamp>& stamp =
       kind == DeliveredContent::surveys ? refreshStamps.lastSurveysRefreshAt : refreshStamps.lastAnnouncementsRefreshAt;
-  if (!shouldRefresh(stamp, ttlMs, force, clock->now())) co_return;
+  if (!detail::shouldRefresh(stamp, ttlMs, force, clock->now())) co_return;
   co_await manager->refresh();
 }
 

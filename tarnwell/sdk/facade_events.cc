@@ -13,18 +13,18 @@ void Tarnwell::Impl::trackEvent(const std::string& name, const JSONObject& custo
   }
   // Every event counts for on-device triggers, also those sampling will drop.
   behavioralEventTracker().recordEvent(name, clock->now());
-  EventRecord record{name,
-                     properties->getUserId(),
-                     sessions->getCurrentSessionId(),
-                     properties->getUserProperties(),
-                     properties->getAppProperties(),
-                     properties->getDeviceProperties(),
-                     customProperties,
-                     eventType};
+  detail::EventRecord record{name,
+                             properties->getUserId(),
+                             sessions->getCurrentSessionId(),
+                             properties->getUserProperties(),
+                             properties->getAppProperties(),
+                             properties->getDeviceProperties(),
+                             customProperties,
+                             eventType};
   spawnOnMain(deliverEvent(std::move(record), std::move(completion)));
 }
 
-asio::awaitable<void> Tarnwell::Impl::deliverEvent(EventRecord record, std::function<void()> completion) {
+asio::awaitable<void> Tarnwell::Impl::deliverEvent(detail::EventRecord record, std::function<void()> completion) {
   const std::string name = record.eventName;
   co_await eventManager()->queueEvent(std::move(record));
   // Triggers fire whether or not the queue admitted the event. Each manager is held for its

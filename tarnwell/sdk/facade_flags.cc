@@ -16,7 +16,7 @@ asio::awaitable<void> Tarnwell::Impl::readExperimentVariation(
   std::optional<Variation> variation;
   if (isReady()) {
     // Evaluated first, so asking for the variation reports the flag like a read.
-    const std::shared_ptr<FeatureFlagManager> flags = featureFlagManager();
+    const std::shared_ptr<detail::FeatureFlagManager> flags = featureFlagManager();
     co_await flags->resolveValue(key);
     variation = co_await flags->getExperimentVariation(std::move(key));
   }

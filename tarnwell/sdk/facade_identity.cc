@@ -10,11 +10,11 @@ constexpr std::chrono::milliseconds kSetterSyncDelay{750};
 
 }  // namespace
 
-std::optional<UserSyncSnapshot> Tarnwell::Impl::makeSnapshot(std::optional<std::string> sessionOverride,
-                                                             bool isRegistered) {
+std::optional<detail::UserSyncSnapshot> Tarnwell::Impl::makeSnapshot(std::optional<std::string> sessionOverride,
+                                                                     bool isRegistered) {
   const std::optional<ApiKeyConfig> loaded = loadedConfig();
   const auto client = this->client();
-  return makeUserSyncSnapshot(
+  return detail::makeUserSyncSnapshot(
       {.properties = *properties,
        .client = *client,
        .config = loaded ? &*loaded : nullptr,
@@ -29,13 +29,13 @@ void Tarnwell::Impl::scheduleUserSync(std::chrono::milliseconds delay) {
 }
 
 asio::awaitable<void> Tarnwell::Impl::identify(std::string userId, JSONObject traits) {
-  const std::string trimmed(trimWhitespaceAndNewlines(userId));
+  const std::string trimmed(detail::trimWhitespaceAndNewlines(userId));
   if (trimmed.empty()) co_return;
   for (const auto& [key, value] : traits) {
     properties->setUserProperty(key, value);
   }
   // The snapshot from before the change names the profile the backend merges from.
-  if (std::optional<UserSyncSnapshot> before = isReady() ? makeSnapshot() : std::nullopt) {
+  if (std::optional<detail::UserSyncSnapshot> before = isReady() ? makeSnapshot() : std::nullopt) {
     if (co_await userSync().identify(std::move(*before), trimmed, std::move(traits), sessions->getCurrentSessionId())) {
       co_return;
     }
@@ -66,17 +66,17 @@ asio::awaitable<void> Tarnwell::Impl::resetUser() {
 void Tarnwell::Impl::startSessionTracking() {
   sessions->startSession(properties->getUserId());
   const std::optional<std::string> sessionId = sessions->getCurrentSessionId();
-  if (std::optional<UserSyncSnapshot> snapshot = makeSnapshot()) {
+  if (std::optional<detail::UserSyncSnapshot> snapshot = makeSnapshot()) {
     spawnOnMain(userSync().persistSessionStart(std::move(*snapshot)));
   }
   trackEvent("session_started", JSONObject{{"session_id", JSONValue(sessionId.value_or(""))}}, "session");
 }
 
 void Tarnwell::Impl::endSessionTracking() {
-  if (std::optional<SessionSnapshot> ended = sessions->endSession()) {
+  if (std::optional<detail::SessionSnapshot> ended = sessions->endSession()) {
     // The manager no longer knows the session: name it in the snapshot.
-    if (std::optional<UserSyncSnapshot> snapshot = makeSnapshot(ended->sessionId)) {
-      spawnOnMain(userSync().persistSessionEnd(std::move(*snapshot), makeSessionData(*ended, deviceInfo())));
+    if (std::optional<detail::UserSyncSnapshot> snapshot = makeSnapshot(ended->sessionId)) {
+      spawnOnMain(userSync().persistSessionEnd(std::move(*snapshot), detail::makeSessionData(*ended, deviceInfo())));
     }
   }
   trackEvent("session_ended", JSONObject{}, "session");
@@ -93,7 +93,7 @@ void Tarnwell::setUserProfile(std::string userId, std::string userType, JSONObje
   impl_->runOnMain([impl = impl_.get(), userId = std::move(userId), userType = std::move(userType),
                     user = std::move(userProperties), app = std::move(appProperties),
                     device = std::move(deviceProperties), custom = std::move(customProperties)]() mutable {
-    PropertyManager& properties = *impl->properties;
+    detail::PropertyManager& properties = *impl->properties;
     properties.setUserType(userType);
     for (const auto& [key, value] : user) properties.setUserProperty(key, value);
     for (const auto& [key, value] : app) properties.setAppProperty(key, value);
@@ -105,7 +105,7 @@ void Tarnwell::setUserProfile(std::string userId, std::string userType, JSONObje
 
 void Tarnwell::resetUser(std::string) { impl_->spawnOnMain(impl_->resetUser()); }
 
-void Tarnwell::Impl::setPropertyThenSync(std::function<void(PropertyManager&)> change) {
+void Tarnwell::Impl::setPropertyThenSync(std::function<void(detail::PropertyManager&)> change) {
   runOnMain([this, change = std::move(change)] {
     change(*properties);
     scheduleUserSync(kSetterSyncDelay);
@@ -113,32 +113,32 @@ void Tarnwell::Impl::setPropertyThenSync(std::function<void(PropertyManager&)> c
 }
 
 void Tarnwell::setUserProperty(std::string key, JSONValue value) {
-  impl_->setPropertyThenSync([key = std::move(key), value = std::move(value)](PropertyManager& p) mutable {
+  impl_->setPropertyThenSync([key = std::move(key), value = std::move(value)](detail::PropertyManager& p) mutable {
     p.setUserProperty(std::move(key), std::move(value));
   });
 }
 
 void Tarnwell::setAppProperty(std::string key, JSONValue value) {
-  impl_->setPropertyThenSync([key = std::move(key), value = std::move(value)](PropertyManager& p) mutable {
+  impl_->setPropertyThenSync([key = std::move(key), value = std::move(value)](detail::PropertyManager& p) mutable {
     p.setAppProperty(std::move(key), std::move(value));
   });
 }
 
 void Tarnwell::setDeviceProperty(std::string key, JSONValue value) {
-  impl_->setPropertyThenSync([key = std::move(key), value = std::move(value)](PropertyManager& p) mutable {
+  impl_->setPropertyThenSync([key = std::move(key), value = std::move(value)](detail::PropertyManager& p) mutable {
     p.setDeviceProperty(std::move(key), std::move(value));
   });
 }
 
 void Tarnwell::setCustomProperty(std::string key, JSONValue value) {
-  impl_->setPropertyThenSync([key = std::move(key), value = std::move(value)](PropertyManager& p) mutable {
+  impl_->setPropertyThenSync([key = std::move(key), value = std::move(value)](detail::PropertyManager& p) mutable {
     p.setCustomProperty(std::move(key), std::move(value));
   });
 }
 
 void Tarnwell::setUserType(std::string userType) {
   impl_->setPropertyThenSync(
-      [userType = std::move(userType)](PropertyManager& p) mutable { p.setUserType(std::move(userType)); });
+      [userType = std::move(userType)](detail::PropertyManager& p) mutable { p.setUserType(std::move(userType)); });
 }
 
 }  // namespace tarnwell

@@ -88,7 +88,7 @@ void Tarnwell::clearCurrentActivity() {}
 void Tarnwell::flush() { impl_->startFlushAll(); }
 
 bool Tarnwell::flushAndWait(std::chrono::milliseconds timeout) {
-  const LogScope scope(impl_->logSink);
+  const detail::LogScope scope(impl_->logSink);
   if (impl_->main->runningInThisThread()) {
     logWarn("flushAndWait called on the SDK's main context; not waiting");
     return false;

@@ -51,7 +51,7 @@ asio::awaitable<void> Tarnwell::Impl::startUp(TarnwellSDKConfig startConfig, Sta
 // already (the client's coordinates, sdkConfig) stays.
 void Tarnwell::Impl::failStartUp(const std::exception& error, const StateCallback& completion) {
   state.set(SDKState::error(error.what()));
-  logError("Failed to initialize Tarnwell", textualForm(error));
+  logError("Failed to initialize Tarnwell", detail::textualForm(error));
   if (completion) completion(state.value());
 }
 

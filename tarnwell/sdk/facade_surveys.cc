@@ -19,7 +19,8 @@ asio::awaitable<void> Tarnwell::Impl::submitSurveyResponse(Survey survey, JSONOb
   std::optional<SurveyResponse> response;
   if (surveys.manager) response = makeResponse(DeliveredContent::surveys, survey, responses, completed);
   if (response) {
-    detail::SurveyRepository repository(RuntimeGatewayRepository(client(), transport), makeRuntimeBundleRepository());
+    detail::SurveyRepository repository(detail::RuntimeGatewayRepository(client(), transport),
+                                        makeRuntimeBundleRepository());
     accepted = co_await detail::runOn(pool->executor(), sendSurveyResponse(std::move(repository), *response));
   }
   // Refused: no event, no callback, no ledger entry; the survey stays so the view can send again.
@@ -38,7 +39,7 @@ void Tarnwell::Impl::reportSurveyOutcome(const Survey& survey, const JSONObject&
     return;
   }
   // Not linked to the backend's row: the id lives in the events only.
-  const std::string responseId = toLowerAscii(uuids->next());
+  const std::string responseId = detail::toLowerAscii(uuids->next());
   const auto now = std::chrono::duration_cast<std::chrono::seconds>(clock->now().time_since_epoch()).count();
   trackItemEvent(DeliveredContent::surveys, "survey_submitted", survey,
                  JSONObject{{"response_id", JSONValue(responseId)},

@@ -4,6 +4,8 @@
 
 namespace tarnwell {
 
+namespace detail {
+
 template <>
 struct RecordFields<UserDebugState> {
   using R = UserDebugState;
@@ -14,6 +16,8 @@ struct RecordFields<UserDebugState> {
                       field(&R::environment, "environment"), field(&R::appId, "appId"));
 };
 
-JSONValue UserDebugState::encode() const { return encodeRecord(*this); }
+}  // namespace detail
+
+JSONValue UserDebugState::encode() const { return detail::encodeRecord(*this); }
 
 }  // namespace tarnwell

@@ -5,15 +5,21 @@
 
 namespace tarnwell {
 
-Survey Survey::decode(const JSONValue& value) { return decodeRecord<Survey>(value); }
-JSONValue Survey::encode() const { return encodeRecord(*this); }
+Survey Survey::decode(const JSONValue& value) { return detail::decodeRecord<Survey>(value); }
+JSONValue Survey::encode() const { return detail::encodeRecord(*this); }
 
-std::optional<SurveyStructure> Survey::structure() const { return decodeEmbedded<SurveyStructure>(structureJSON); }
-std::optional<SurveyTargeting> Survey::targeting() const { return decodeEmbedded<SurveyTargeting>(targetingJSON); }
-std::optional<SurveyConfig> Survey::config() const { return decodeEmbedded<SurveyConfig>(configJSON); }
-std::optional<SurveyAnalytics> Survey::analytics() const { return decodeEmbedded<SurveyAnalytics>(analyticsJSON); }
+std::optional<SurveyStructure> Survey::structure() const {
+  return detail::decodeEmbedded<SurveyStructure>(structureJSON);
+}
+std::optional<SurveyTargeting> Survey::targeting() const {
+  return detail::decodeEmbedded<SurveyTargeting>(targetingJSON);
+}
+std::optional<SurveyConfig> Survey::config() const { return detail::decodeEmbedded<SurveyConfig>(configJSON); }
+std::optional<SurveyAnalytics> Survey::analytics() const {
+  return detail::decodeEmbedded<SurveyAnalytics>(analyticsJSON);
+}
 
-SurveyResponse SurveyResponse::decode(const JSONValue& value) { return decodeRecord<SurveyResponse>(value); }
-JSONValue SurveyResponse::encode() const { return encodeRecord(*this); }
+SurveyResponse SurveyResponse::decode(const JSONValue& value) { return detail::decodeRecord<SurveyResponse>(value); }
+JSONValue SurveyResponse::encode() const { return detail::encodeRecord(*this); }
 
 }  // namespace tarnwell

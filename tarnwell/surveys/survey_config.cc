@@ -4,10 +4,10 @@
 
 namespace tarnwell {
 
-SurveyConfig SurveyConfig::decode(const JSONValue& value) { return decodeRecord<SurveyConfig>(value); }
-JSONValue SurveyConfig::encode() const { return encodeRecord(*this); }
+SurveyConfig SurveyConfig::decode(const JSONValue& value) { return detail::decodeRecord<SurveyConfig>(value); }
+JSONValue SurveyConfig::encode() const { return detail::encodeRecord(*this); }
 
-SurveyAnalytics SurveyAnalytics::decode(const JSONValue& value) { return decodeRecord<SurveyAnalytics>(value); }
-JSONValue SurveyAnalytics::encode() const { return encodeRecord(*this); }
+SurveyAnalytics SurveyAnalytics::decode(const JSONValue& value) { return detail::decodeRecord<SurveyAnalytics>(value); }
+JSONValue SurveyAnalytics::encode() const { return detail::encodeRecord(*this); }
 
 }  // namespace tarnwell

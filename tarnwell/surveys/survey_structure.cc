@@ -4,7 +4,7 @@
 
 namespace tarnwell {
 
-SurveyStructure SurveyStructure::decode(const JSONValue& value) { return decodeRecord<SurveyStructure>(value); }
-JSONValue SurveyStructure::encode() const { return encodeRecord(*this); }
+SurveyStructure SurveyStructure::decode(const JSONValue& value) { return detail::decodeRecord<SurveyStructure>(value); }
+JSONValue SurveyStructure::encode() const { return detail::encodeRecord(*this); }
 
 }  // namespace tarnwell

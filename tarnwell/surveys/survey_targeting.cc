@@ -4,7 +4,7 @@
 
 namespace tarnwell {
 
-SurveyTargeting SurveyTargeting::decode(const JSONValue& value) { return decodeRecord<SurveyTargeting>(value); }
-JSONValue SurveyTargeting::encode() const { return encodeRecord(*this); }
+SurveyTargeting SurveyTargeting::decode(const JSONValue& value) { return detail::decodeRecord<SurveyTargeting>(value); }
+JSONValue SurveyTargeting::encode() const { return detail::encodeRecord(*this); }
 
 }  // namespace tarnwell

@@ -4,13 +4,15 @@
 
 namespace tarnwell {
 
-RuleCondition RuleCondition::decode(const JSONValue& value) { return decodeRecord<RuleCondition>(value); }
-JSONValue RuleCondition::encode() const { return encodeRecord(*this); }
+RuleCondition RuleCondition::decode(const JSONValue& value) { return detail::decodeRecord<RuleCondition>(value); }
+JSONValue RuleCondition::encode() const { return detail::encodeRecord(*this); }
 
-TargetingRule TargetingRule::decode(const JSONValue& value) { return decodeRecord<TargetingRule>(value); }
-JSONValue TargetingRule::encode() const { return encodeRecord(*this); }
+TargetingRule TargetingRule::decode(const JSONValue& value) { return detail::decodeRecord<TargetingRule>(value); }
+JSONValue TargetingRule::encode() const { return detail::encodeRecord(*this); }
 
-BehavioralTrigger BehavioralTrigger::decode(const JSONValue& value) { return decodeRecord<BehavioralTrigger>(value); }
-JSONValue BehavioralTrigger::encode() const { return encodeRecord(*this); }
+BehavioralTrigger BehavioralTrigger::decode(const JSONValue& value) {
+  return detail::decodeRecord<BehavioralTrigger>(value);
+}
+JSONValue BehavioralTrigger::encode() const { return detail::encodeRecord(*this); }
 
 }  // namespace tarnwell

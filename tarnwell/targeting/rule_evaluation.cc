@@ -10,7 +10,7 @@
 #include "tarnwell/core/detail/text.h"
 #include "tarnwell/core/iso8601.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 enum class Operator { equals, notEquals, contains, in, greaterThan, greaterThanEquals, lessThan, lessThanEquals };
@@ -221,4 +221,4 @@ bool isInSegment(const Segment& segment, PropertyManager& properties, const Sess
   return true;
 }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

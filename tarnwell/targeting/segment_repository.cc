@@ -3,7 +3,7 @@
 #include "tarnwell/backend/detail/gateway_errors.h"
 #include "tarnwell/core/log.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 SegmentRepository::SegmentRepository(std::shared_ptr<AppwriteClient> client, std::shared_ptr<HttpTransport> transport)
     : gateway_(std::move(client), std::move(transport)) {}
@@ -18,4 +18,4 @@ asio::awaitable<std::optional<Segment>> SegmentRepository::getSegment(std::strin
   co_return std::nullopt;
 }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

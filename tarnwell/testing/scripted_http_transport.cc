@@ -8,15 +8,14 @@
 #include <string>
 #include <utility>
 
-namespace tarnwell::testing {
-namespace detail {
+namespace tarnwell::detail {
 
 struct ScriptedTransfer;
 
 struct ScriptedState {
   mutable std::mutex mutex;
   std::deque<HttpResult> script;
-  ScriptedHttpTransport::Responder responder;
+  testing::ScriptedHttpTransport::Responder responder;
   bool hold = false;
   std::vector<HttpRequest> requests;
   std::deque<std::shared_ptr<ScriptedTransfer>> pending;
@@ -57,8 +56,9 @@ struct ScriptedTransfer final : HttpTransfer {
   HttpTransport::Completion completion;
 };
 
-}  // namespace detail
+}  // namespace tarnwell::detail
 
+namespace tarnwell::testing {
 namespace {
 
 HttpResult askResponder(const ScriptedHttpTransport::Responder& responder, const HttpRequest& request) {

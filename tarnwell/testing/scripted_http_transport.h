@@ -33,10 +33,11 @@
 
 #include <tarnwell/platform/http_transport.h>
 
-namespace tarnwell::testing {
-namespace detail {
+namespace tarnwell::detail {
 struct ScriptedState;
-}  // namespace detail
+}  // namespace tarnwell::detail
+
+namespace tarnwell::testing {
 
 class ScriptedHttpTransport final : public HttpTransport {
  public:

@@ -5,7 +5,7 @@
 #include "tarnwell/testing/scripted_http_transport.h"
 #include "tests/support/run_sync.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 constexpr std::string_view kRuntimeConfig = R"({
@@ -119,4 +119,4 @@ TEST(RuntimeConfigTest, DefaultsMatchTheDocumentedValues) {
 }
 
 }  // namespace
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -9,7 +9,7 @@
 #include "tests/support/run_sync.h"
 #include "tests/support/scripted_gateway.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 struct Item {
@@ -170,4 +170,4 @@ TEST(AppwriteClientTest, ConfigureRejectsAnEndpointThatIsNotAUrlAndChangesNothin
 }
 
 }  // namespace
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

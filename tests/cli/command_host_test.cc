@@ -24,7 +24,7 @@ constexpr std::uint64_t kUuidSeed = 21;
 const std::string kReadyDebugLine =
     R"({"cmd":"debug","profileId":"prf-1","anonymousId":"anon-1","effectiveUserId":"anon-1","deviceId":"dev-1",)"
     R"("sessionId":"session_)" +
-    UuidGenerator(kUuidSeed).next() + R"(","teamId":"team_1","environment":"stage","appId":"app_1"})";
+    detail::UuidGenerator(kUuidSeed).next() + R"(","teamId":"team_1","environment":"stage","appId":"app_1"})";
 
 struct CommandHostTest : testing::CommandHostFixture {
   tarnwell::testing::LogRecorder log;

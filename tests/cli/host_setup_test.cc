@@ -130,7 +130,7 @@ TEST_F(HostProcessTest, ReadsStandardInputAndKeepsTheUserInTheStoreFile) {
   EXPECT_EQ(runProcess({"--config", configPath, "--store", storePath}, options()), 0);
   EXPECT_EQ(out.str(), "{\"cmd\":\"set-device-property\",\"ok\":true}\n");
 
-  auto opened = SqliteKeyValueStore::open(storePath);
+  auto opened = detail::SqliteKeyValueStore::open(storePath);
   ASSERT_NE(opened.store, nullptr) << opened.error;
   EXPECT_EQ(opened.store->getString("tarnwell_device_id"), "dev-5");
 }

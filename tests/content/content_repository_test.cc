@@ -13,7 +13,7 @@
 #include "tests/support/run_sync.h"
 #include "tests/support/scripted_gateway.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 using detail::AnnouncementRepository;
@@ -103,4 +103,4 @@ TYPED_TEST(ContentRepositoryTest, WithoutABundleTheListActionAnswersAndOneBadRec
 }
 
 }  // namespace
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

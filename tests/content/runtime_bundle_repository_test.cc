@@ -9,7 +9,7 @@
 #include "tests/support/run_sync.h"
 #include "tests/support/scripted_gateway.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 using testing::answerData;
@@ -193,4 +193,4 @@ TEST_F(RuntimeBundleRepositoryTest, RepositoriesSharingAGateAskOnceForAStaleBund
 }
 
 }  // namespace
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

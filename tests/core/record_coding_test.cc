@@ -6,7 +6,7 @@
 
 #include "tarnwell/core/detail/record_coding.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 struct Item {
   std::string id;
@@ -134,4 +134,4 @@ TEST(RecordCodingTest, IntegersMustBeWholeAndInRange) {
 }
 
 }  // namespace
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

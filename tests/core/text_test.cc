@@ -4,7 +4,7 @@
 
 #include <string>
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 TEST(TextTest, TrimsAsciiWhiteSpaceAndNewLinesAtBothEnds) {
@@ -57,4 +57,4 @@ TEST(TextTest, LowerCasesOnlyAsciiLetters) {
 }
 
 }  // namespace
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

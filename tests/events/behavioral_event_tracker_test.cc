@@ -5,7 +5,7 @@
 #include "tarnwell/events/detail/behavioral_event_tracker.h"
 #include "tarnwell/platform/memory_key_value_store.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 struct BehavioralEventTrackerTest : ::testing::Test {
@@ -106,4 +106,4 @@ TEST_F(BehavioralEventTrackerTest, CountsBelowOneAndBlankNamesAreNeverMilestones
 }
 
 }  // namespace
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

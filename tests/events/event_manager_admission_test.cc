@@ -6,7 +6,7 @@
 #include "tests/events/event_manager_fixture.h"
 #include "tests/support/run_sync.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 using testing::EventManagerTest;
@@ -165,4 +165,4 @@ TEST_F(EventAdmissionTest, AdmissionsFromSeveralThreadsAllArrive) {
 }
 
 }  // namespace
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

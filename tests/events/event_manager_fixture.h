@@ -22,8 +22,8 @@
 
 namespace tarnwell::testing {
 
-inline EventRecord namedEvent(std::string name, std::string type = "custom") {
-  EventRecord record;
+inline detail::EventRecord namedEvent(std::string name, std::string type = "custom") {
+  detail::EventRecord record;
   record.eventName = std::move(name);
   record.userId = "user-1";
   record.sessionId = "sess-1";
@@ -46,13 +46,14 @@ struct EventManagerTest : ::testing::Test {
   MainContext main{MainContext::Mode::hostPumped};
   testing::VirtualClock clock;
   MemoryKeyValueStore store;
-  std::shared_ptr<AppwriteClient> client =
-      std::make_shared<AppwriteClient>("https://api.example.com/v1", "p", "d", "g");
+  std::shared_ptr<detail::AppwriteClient> client =
+      std::make_shared<detail::AppwriteClient>("https://api.example.com/v1", "p", "d", "g");
   std::shared_ptr<testing::ScriptedHttpTransport> transport = std::make_shared<testing::ScriptedHttpTransport>();
-  UuidGenerator uuids{5};
-  std::shared_ptr<EventManager> manager = EventManager::create(
+  detail::UuidGenerator uuids{5};
+  std::shared_ptr<detail::EventManager> manager = detail::EventManager::create(
       main.ioContext().get_executor(),
-      EventRepository(RuntimeGatewayRepository(client, transport), clock, uuids, std::nullopt), clock, store);
+      detail::EventRepository(detail::RuntimeGatewayRepository(client, transport), clock, uuids, std::nullopt), clock,
+      store);
   LogRecorder logs;
 
   // Sizes large enough that no admission starts a flush unless a test says so.
@@ -104,10 +105,10 @@ struct EventManagerTest : ::testing::Test {
     return JSONValue(std::move(records)).encode();
   }
   void storeQueue(const std::vector<std::string>& names) {
-    store.setBytes(EventManager::kQueueStorageKey, asBytes(arrayOf(names)));
+    store.setBytes(detail::EventManager::kQueueStorageKey, asBytes(arrayOf(names)));
   }
   std::optional<std::string> storedText() const {
-    const std::optional<Bytes> bytes = store.getBytes(EventManager::kQueueStorageKey);
+    const std::optional<Bytes> bytes = store.getBytes(detail::EventManager::kQueueStorageKey);
     if (!bytes) return std::nullopt;
     return std::string(bytes->begin(), bytes->end());
   }

@@ -1,7 +1,7 @@
 #include "tarnwell/core/coding_error.h"
 #include "tests/events/event_manager_fixture.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 using testing::EventManagerTest;
@@ -255,4 +255,4 @@ TEST_F(EventFlushTest, AStoredQueueThatDoesNotDecodeIsRemoved) {
 }
 
 }  // namespace
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -5,7 +5,7 @@
 #include "tarnwell/core/coding_error.h"
 #include "tarnwell/events/detail/event_record.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 EventRecord sample(std::string name = "checkout") {
@@ -88,4 +88,4 @@ TEST(EventRecordTest, StoredQueueThatIsNotAnArrayOfRecordsFailsToDecode) {
 }
 
 }  // namespace
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

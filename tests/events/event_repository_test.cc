@@ -10,7 +10,7 @@
 #include "tests/support/run_sync.h"
 #include "tests/support/scripted_gateway.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 EventRecord outgoingEvent(std::string name = "checkout") {
@@ -173,4 +173,4 @@ TEST_F(EventRepositoryTest, ACancelledSubmissionIsAWarning) {
 }
 
 }  // namespace
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -2,7 +2,7 @@
 
 #include "tarnwell/events/detail/event_sampling.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 EventRecord event(std::string name, std::string type = "custom", std::optional<std::string> sessionId = "sess-1",
@@ -132,4 +132,4 @@ TEST(EventSamplingTest, AnEmptyTypeIsSampledUnderItsOwnText) {
 }
 
 }  // namespace
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -46,12 +46,12 @@ struct RuntimeTelemetryTest : ::testing::Test {
   testing::VirtualClock clock;
   MemoryKeyValueStore store;
   LogRecorder logs;
-  std::shared_ptr<AppwriteClient> client =
-      std::make_shared<AppwriteClient>("https://api.example.com/v1", "proj", "db", "fn_gateway");
+  std::shared_ptr<detail::AppwriteClient> client =
+      std::make_shared<detail::AppwriteClient>("https://api.example.com/v1", "proj", "db", "fn_gateway");
   std::shared_ptr<testing::ScriptedHttpTransport> transport = std::make_shared<testing::ScriptedHttpTransport>();
-  std::shared_ptr<RuntimeTelemetryQueue> queue =
-      RuntimeTelemetryQueue::create(store, clock, main.ioContext().get_executor());
-  RuntimeTelemetryBatcher batcher{client, transport, queue};
+  std::shared_ptr<detail::RuntimeTelemetryQueue> queue =
+      detail::RuntimeTelemetryQueue::create(store, clock, main.ioContext().get_executor());
+  detail::RuntimeTelemetryBatcher batcher{client, transport, queue};
 
   RuntimeTelemetryTest() {
     client->setTeamId("t1");

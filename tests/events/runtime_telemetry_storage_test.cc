@@ -19,15 +19,15 @@ TEST_F(RuntimeTelemetryStorageTest, EveryItemIsStoredUnderTheTenantsKey) {
 }
 
 TEST_F(RuntimeTelemetryStorageTest, MissingOrEmptyTeamAndEnvironmentFallBackToDefaults) {
-  auto keyAfterTracking = [&](std::shared_ptr<AppwriteClient> tenant) {
-    RuntimeTelemetryBatcher other(std::move(tenant), transport, queue);
+  auto keyAfterTracking = [&](std::shared_ptr<detail::AppwriteClient> tenant) {
+    detail::RuntimeTelemetryBatcher other(std::move(tenant), transport, queue);
     other.enqueue("track_live_card_impression", JSONObject{});
     settle();
     std::vector<std::string> keys = store.keysWithPrefix(kStoragePrefix);
     for (const std::string& key : keys) store.remove(key);
     return keys;
   };
-  auto fresh = [] { return std::make_shared<AppwriteClient>("https://api.example.com/v1", "p", "d", "fn"); };
+  auto fresh = [] { return std::make_shared<detail::AppwriteClient>("https://api.example.com/v1", "p", "d", "fn"); };
 
   EXPECT_EQ(keyAfterTracking(fresh()),
             std::vector<std::string>{"com.tarnwell.runtimeTelemetryQueue.unknown_team_production.v1"});
@@ -43,12 +43,12 @@ TEST_F(RuntimeTelemetryStorageTest, MissingOrEmptyTeamAndEnvironmentFallBackToDe
 }
 
 TEST_F(RuntimeTelemetryStorageTest, TenantKeysJoinTeamAndEnvironment) {
-  AppwriteClient tenant("https://api.example.com/v1", "p", "d", "fn");
-  EXPECT_EQ(runtimeTelemetryQueueKey(tenant), "unknown_team:production");
+  detail::AppwriteClient tenant("https://api.example.com/v1", "p", "d", "fn");
+  EXPECT_EQ(detail::runtimeTelemetryQueueKey(tenant), "unknown_team:production");
   tenant.setEnvironment("stage");
-  EXPECT_EQ(runtimeTelemetryQueueKey(tenant), "unknown_team:stage");
+  EXPECT_EQ(detail::runtimeTelemetryQueueKey(tenant), "unknown_team:stage");
   tenant.setTeamId("t1");
-  EXPECT_EQ(runtimeTelemetryQueueKey(tenant), "t1:stage");
+  EXPECT_EQ(detail::runtimeTelemetryQueueKey(tenant), "t1:stage");
 }
 
 TEST_F(RuntimeTelemetryStorageTest, RestoredQueueKeepsTheNewestFortyAndIsSentByAnExplicitFlush) {
@@ -114,8 +114,8 @@ TEST_F(RuntimeTelemetryStorageTest, StoredValueOfTheWrongShapeIsRemovedWithTheRe
     logs.clear();
     storeText(value);
     // A fresh queue, as after a restart: each restores the key once.
-    auto restarted = RuntimeTelemetryQueue::create(store, clock, main.ioContext().get_executor());
-    RuntimeTelemetryBatcher(client, transport, restarted)
+    auto restarted = detail::RuntimeTelemetryQueue::create(store, clock, main.ioContext().get_executor());
+    detail::RuntimeTelemetryBatcher(client, transport, restarted)
         .enqueue("track_feature_flag_evaluation", JSONObject{{"flagKey", "f2"}});
     settle();
     EXPECT_EQ(logs.lines(),

@@ -11,7 +11,7 @@
 #include "tarnwell/testing/virtual_clock.h"
 #include "tests/support/scripted_gateway.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 using namespace std::chrono_literals;
@@ -258,4 +258,4 @@ TEST_F(FeatureFlagManagerTest, HostileFlagListsAreSurvived) {
 }
 
 }  // namespace
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

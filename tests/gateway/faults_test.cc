@@ -128,7 +128,7 @@ TEST_F(FaultsTest, StoppingReleasesADelayedAnswer) {
 }
 
 TEST_F(FaultsTest, ADropReachesTheSdkTransportAsATransportError) {
-  CurlHttpTransport transport;
+  detail::CurlHttpTransport transport;
   const auto send = [&](std::string_view action) {
     testing::TransferOutcome outcome;
     transport.post({.url = server_->url() + "/functions/" + kFunctionId + "/executions",

@@ -7,7 +7,7 @@
 #include "tarnwell/platform/memory_key_value_store.h"
 #include "tests/support/scratch_dir.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 AppInfo sampleApp() {
@@ -152,4 +152,4 @@ TEST(PropertyManagerAppInfoTest, MissingBundleFactsFallBack) {
 }
 
 }  // namespace
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -6,7 +6,7 @@
 #include "tarnwell/testing/log_recorder.h"
 #include "tarnwell/testing/virtual_clock.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 using std::chrono::seconds;
@@ -73,4 +73,4 @@ TEST_F(SessionManagerTest, SessionDataCarriesMillisecondsAndDeviceLabels) {
 }
 
 }  // namespace
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

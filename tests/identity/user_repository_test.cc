@@ -5,7 +5,7 @@
 #include "tarnwell/testing/scripted_http_transport.h"
 #include "tests/support/run_sync.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 struct UserRepositoryTest : ::testing::Test {
@@ -118,4 +118,4 @@ TEST_F(UserRepositoryTest, IdentifyAdoptsTheAnsweredProfileOrKeepsTheSnapshots) 
 }
 
 }  // namespace
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

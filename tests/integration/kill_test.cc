@@ -145,14 +145,15 @@ TEST(TelemetryKillTest, TelemetryQueuedBeforeASigkillIsSentByTheNextProcess) {
   const std::string key = "com.tarnwell.runtimeTelemetryQueue.team-1_debug.v1";
   const pid_t child = fork();
   if (child == 0) {
-    auto opened = SqliteKeyValueStore::open(storePath);
+    auto opened = detail::SqliteKeyValueStore::open(storePath);
     testing::VirtualClock clock;
     detail::WorkerPool pool(1);
-    auto client = std::make_shared<AppwriteClient>("http://127.0.0.1:1/v1", "p", "d", "f");
+    auto client = std::make_shared<detail::AppwriteClient>("http://127.0.0.1:1/v1", "p", "d", "f");
     client->setTeamId("team-1");
     client->setEnvironment("debug");
-    RuntimeTelemetryBatcher batcher(client, std::make_shared<testing::ScriptedHttpTransport>(),
-                                    RuntimeTelemetryQueue::create(*opened.store, clock, pool.executor()));
+    detail::RuntimeTelemetryBatcher batcher(
+        client, std::make_shared<testing::ScriptedHttpTransport>(),
+        detail::RuntimeTelemetryQueue::create(*opened.store, clock, pool.executor()));
     for (int i = 0; i < 3; ++i) batcher.enqueue("track_feature_flag_evaluation", JSONObject{{"n", i}});
     // Killed the moment the third item is on disk, long before its delayed flush.
     for (;;) {
@@ -165,11 +166,11 @@ TEST(TelemetryKillTest, TelemetryQueuedBeforeASigkillIsSentByTheNextProcess) {
   ASSERT_EQ(waitpid(child, &status, 0), child);
   ASSERT_TRUE(WIFSIGNALED(status));
 
-  auto opened = SqliteKeyValueStore::open(storePath);
+  auto opened = detail::SqliteKeyValueStore::open(storePath);
   ASSERT_TRUE(opened.store);
   testing::VirtualClock clock;
   detail::WorkerPool pool(1);
-  auto client = std::make_shared<AppwriteClient>("http://127.0.0.1:1/v1", "p", "d", "f");
+  auto client = std::make_shared<detail::AppwriteClient>("http://127.0.0.1:1/v1", "p", "d", "f");
   client->setTeamId("team-1");
   client->setEnvironment("debug");
   auto transport = std::make_shared<testing::ScriptedHttpTransport>();
@@ -179,8 +180,8 @@ TEST(TelemetryKillTest, TelemetryQueuedBeforeASigkillIsSentByTheNextProcess) {
     response.body = R"({"ok":true,"data":{}})";
     return HttpResult(response);
   });
-  RuntimeTelemetryBatcher batcher(client, transport,
-                                  RuntimeTelemetryQueue::create(*opened.store, clock, pool.executor()));
+  detail::RuntimeTelemetryBatcher batcher(client, transport,
+                                          detail::RuntimeTelemetryQueue::create(*opened.store, clock, pool.executor()));
   testing::runSync(batcher.flush());
   ASSERT_EQ(transport->requests().size(), 1u);
   const JSONValue input =

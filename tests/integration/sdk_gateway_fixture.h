@@ -21,7 +21,7 @@ class SdkOverGatewayTest : public gateway::GatewayServerTest {
   // left empty) and waits for a ready start-up.
   void startSdk(HostOptions options = {}) {
     if (!options.store) options.store = std::make_shared<MemoryKeyValueStore>();
-    if (!options.transport) options.transport = std::make_shared<CurlHttpTransport>();
+    if (!options.transport) options.transport = std::make_shared<detail::CurlHttpTransport>();
     options.mainContextMode = MainContext::Mode::hostPumped;
     options.deviceInfo = iosDeviceProfile;
     sdk = std::make_unique<Tarnwell>(std::move(options));

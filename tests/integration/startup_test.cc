@@ -29,7 +29,7 @@ struct StartUpTest : gateway::GatewayServerTest {
     HostOptions host;
     host.store = std::make_shared<MemoryKeyValueStore>();
     host.mainContextMode = mode;
-    host.transport = std::make_shared<CurlHttpTransport>();
+    host.transport = std::make_shared<detail::CurlHttpTransport>();
     return host;
   }
 

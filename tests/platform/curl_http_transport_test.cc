@@ -15,7 +15,7 @@
 #include "tests/support/loopback_server.h"
 #include "tests/support/transfer_outcome.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 using namespace std::chrono_literals;
@@ -300,4 +300,4 @@ TEST_F(CurlHttpTransportTest, LogsACompletionThatThrowsAndKeepsWorking) {
 }
 
 }  // namespace
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

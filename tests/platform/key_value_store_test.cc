@@ -24,7 +24,9 @@ struct MemoryStoreMaker {
 
 struct SqliteStoreMaker {
   testing::ScratchDir dir;
-  std::unique_ptr<KeyValueStore> make() { return std::move(SqliteKeyValueStore::open(dir.file("store.sqlite")).store); }
+  std::unique_ptr<KeyValueStore> make() {
+    return std::move(detail::SqliteKeyValueStore::open(dir.file("store.sqlite")).store);
+  }
 };
 
 template <typename Maker>

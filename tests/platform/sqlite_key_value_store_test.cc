@@ -22,7 +22,7 @@
 #include "tarnwell/testing/log_recorder.h"
 #include "tests/support/scratch_dir.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 namespace fs = std::filesystem;
@@ -281,4 +281,4 @@ TEST_F(SqliteKeyValueStoreTest, FailedWriteReturnsFalseLogsAndKeepsTheOldValue) 
 }
 
 }  // namespace
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

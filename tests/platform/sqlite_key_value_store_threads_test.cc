@@ -10,7 +10,7 @@
 #include "tarnwell/platform/detail/sqlite_key_value_store.h"
 #include "tests/support/scratch_dir.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 // Each writer thread writes its own keys through one of `stores` and reads each one back through
@@ -68,4 +68,4 @@ TEST(SqliteKeyValueStoreThreadsTest, TwoStoresOnOneFileSeeEachOthersWrites) {
 }
 
 }  // namespace
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

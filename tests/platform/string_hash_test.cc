@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 // The reference key 00 01 .. 0f.
@@ -51,4 +51,4 @@ TEST(StringHasherTest, ProcessHasherKeepsOneKey) {
 }
 
 }  // namespace
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 constexpr std::array<std::size_t, 4> kDashes{8, 13, 18, 23};
@@ -94,4 +94,4 @@ TEST(UuidGeneratorTest, ThreadsSharingAGeneratorNeverGetTheSameUuid) {
 }
 
 }  // namespace
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

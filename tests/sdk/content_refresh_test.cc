@@ -2,7 +2,7 @@
 
 #include "tarnwell/sdk/detail/content_refresh.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 using namespace std::chrono_literals;
@@ -38,4 +38,4 @@ TEST(ShouldRefreshTest, SubMillisecondTimeToLiveStillCounts) {
 }
 
 }  // namespace
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

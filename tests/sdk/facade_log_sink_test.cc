@@ -56,11 +56,11 @@ TEST(FacadeLogSinkTest, LinesFromTheWorkerPoolReachTheObjectsSink) {
   testing::LogRecorder process;
   Lines own;
   testing::SdkHarness sdk([&](HostOptions& options) { options.logSink = own.sink(); });
-  EventRecord queued;
+  detail::EventRecord queued;
   queued.eventName = "left_over";
   queued.userId = "user-1";
   queued.eventType = "custom";
-  sdk.store().setBytes(EventManager::kQueueStorageKey, asBytes(JSONValue(JSONArray{queued.encode()}).encode()));
+  sdk.store().setBytes(detail::EventManager::kQueueStorageKey, asBytes(JSONValue(JSONArray{queued.encode()}).encode()));
   sdk.start();
 
   const std::vector<std::string> lines = own.taken();

@@ -23,16 +23,16 @@ struct IdentityFixture : ::testing::Test {
 
   std::string deviceLocale = "en_US";
   MemoryKeyValueStore store;
-  UuidGenerator uuids{5};
+  detail::UuidGenerator uuids{5};
   testing::VirtualClock clock;
-  PropertyManager properties{store, sampleApp(),
-                             [this] {
-                               DeviceInfo device = iosDeviceProfile();
-                               device.locale = deviceLocale;
-                               return device;
-                             },
-                             uuids};
-  SessionManager sessions{clock, uuids};
+  detail::PropertyManager properties{store, sampleApp(),
+                                     [this] {
+                                       DeviceInfo device = iosDeviceProfile();
+                                       device.locale = deviceLocale;
+                                       return device;
+                                     },
+                                     uuids};
+  detail::SessionManager sessions{clock, uuids};
 };
 
 }  // namespace tarnwell::testing

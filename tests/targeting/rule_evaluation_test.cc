@@ -6,7 +6,7 @@
 #include "tarnwell/targeting/detail/rule_evaluation.h"
 #include "tests/targeting/identity_fixture.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 using Value = std::optional<JSONValue>;
@@ -295,4 +295,4 @@ TEST(ScheduleTest, AnAbsentEmptyOrUnreadableBoundIsNoBound) {
 }
 
 }  // namespace
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

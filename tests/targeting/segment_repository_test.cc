@@ -5,7 +5,7 @@
 #include "tarnwell/testing/scripted_http_transport.h"
 #include "tests/support/run_sync.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 namespace {
 
 struct SegmentRepositoryTest : ::testing::Test {
@@ -76,4 +76,4 @@ TEST_F(SegmentRepositoryTest, GatewayFailuresAreLoggedWithTheirTextualFormAndGiv
 }
 
 }  // namespace
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

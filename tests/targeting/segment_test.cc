@@ -53,7 +53,7 @@ TEST(SegmentTest, ConditionsThatCannotBeReadAreNoConditions) {
 
 struct SegmentMembershipTest : testing::IdentityFixture {
   bool contains(const std::string& conditionsJSON) {
-    return isInSegment(withConditions(conditionsJSON), properties, sessions);
+    return detail::isInSegment(withConditions(conditionsJSON), properties, sessions);
   }
 };
 

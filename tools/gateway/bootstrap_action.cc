@@ -17,9 +17,15 @@ ActionReply bootstrap(ActionContext& context, const ActionCall& call) {
     return ActionReply::failure("API key is not valid for environment " + environment);
   }
 
-  const GatewaySession session{"gst_" + makeUuid(), entry->key,   entry->organizationId,
-                               entry->projectId,    entry->appId, entry->teamId,
-                               entry->apiKeyId,     environment,  formatISO8601Date(context.clock.now())};
+  const GatewaySession session{"gst_" + detail::makeUuid(),
+                               entry->key,
+                               entry->organizationId,
+                               entry->projectId,
+                               entry->appId,
+                               entry->teamId,
+                               entry->apiKeyId,
+                               environment,
+                               formatISO8601Date(context.clock.now())};
   context.store.rememberSession(session);
 
   JSONObject data{{"config", JSONObject{{"organizationId", entry->organizationId},

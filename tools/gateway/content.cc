@@ -26,7 +26,7 @@ struct ContentHead {
 }  // namespace
 }  // namespace tarnwell::gateway
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 template <>
 struct RecordFields<gateway::ApiKeyEntry> {
@@ -45,7 +45,7 @@ struct RecordFields<gateway::ContentHead> {
                       field(&Head::envelope, "envelope"), field(&Head::apiKeys, "apiKeys"));
 };
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail
 
 namespace tarnwell::gateway {
 namespace {
@@ -76,7 +76,7 @@ void checkApiKeys(const std::vector<ApiKeyEntry>& keys) {
 // The hash of a section's compact JSON text, as 16 hex digits. The key is fixed, so the SDK's
 // cached marks stay valid across restarts of the gateway that serve the same documents.
 std::string versionMark(const JSONArray& documents) {
-  static const StringHasher hasher(0x7461726e77656c6cULL, 0x636f6e74656e7473ULL);
+  static const detail::StringHasher hasher(0x7461726e77656c6cULL, 0x636f6e74656e7473ULL);
   std::string text = "[";
   for (std::size_t i = 0; i < documents.size(); ++i) {
     if (i > 0) text += ',';
@@ -92,8 +92,8 @@ std::string versionMark(const JSONArray& documents) {
 ContentSection readSection(const JSONObject& document, std::string_view name) {
   ContentSection section;
   if (const JSONValue* value = document.find(name)) {
-    const CodingPath path{nullptr, name};
-    for (JSONObject& item : JSONCoder<std::vector<JSONObject>>::decode(*value, path)) {
+    const detail::CodingPath path{nullptr, name};
+    for (JSONObject& item : detail::JSONCoder<std::vector<JSONObject>>::decode(*value, path)) {
       section.documents.emplace_back(std::move(item));
     }
   }
@@ -114,7 +114,7 @@ auto readingContent(Read read) {
 // The content of a decoded document. Throws ContentError.
 GatewayContent contentOf(JSONValue document) {
   GatewayContent content;
-  ContentHead head = readingContent([&] { return decodeRecord<ContentHead>(document); });
+  ContentHead head = readingContent([&] { return detail::decodeRecord<ContentHead>(document); });
   if (!isIdentifier(head.projectId)) {
     throw ContentError("\"projectId\" must be a non-empty id of letters, digits, '.', '-' or '_'");
   }
@@ -156,8 +156,8 @@ GatewayContent GatewayContent::parse(std::string_view text) {
 }
 
 GatewayContent GatewayContent::updated(std::string_view changes) const {
-  JSONObject given =
-      readingContent([&] { return JSONCoder<JSONObject>::decode(JSONValue::decode(changes), CodingPath{}); });
+  JSONObject given = readingContent(
+      [&] { return detail::JSONCoder<JSONObject>::decode(JSONValue::decode(changes), detail::CodingPath{}); });
   JSONValue merged = document;
   for (auto& [key, value] : given) merged.asObject()->set(key, std::move(value));
   return contentOf(std::move(merged));

@@ -24,7 +24,7 @@ struct GatewayInput {
 }  // namespace
 }  // namespace tarnwell::gateway
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 template <>
 struct RecordFields<gateway::ExecutionBody> {
@@ -40,7 +40,7 @@ struct RecordFields<gateway::GatewayInput> {
                                                  field(&Input::sessionToken, "sessionToken"));
 };
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail
 
 namespace tarnwell::gateway {
 namespace {
@@ -48,7 +48,7 @@ namespace {
 template <typename Record>
 Record decodeText(std::string_view text, std::string_view what) {
   try {
-    return decodeRecord<Record>(JSONValue::decode(text));
+    return detail::decodeRecord<Record>(JSONValue::decode(text));
   } catch (const DecodingError& error) {
     throw BadRequest(std::string(what) + ": " + error.what());
   }

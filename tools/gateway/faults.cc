@@ -27,7 +27,7 @@ constexpr std::int64_t kMaxDelayMs = 600'000;
 }  // namespace
 }  // namespace tarnwell::gateway
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 template <>
 struct RecordFields<gateway::FaultRequest> {
@@ -38,14 +38,14 @@ struct RecordFields<gateway::FaultRequest> {
       field(&Request::emptyBody, "emptyBody"), field(&Request::drop, "drop"));
 };
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail
 
 namespace tarnwell::gateway {
 namespace {
 
 FaultRequest decodeFaultRequest(std::string_view body) {
   try {
-    return decodeRecord<FaultRequest>(JSONValue::decode(body));
+    return detail::decodeRecord<FaultRequest>(JSONValue::decode(body));
   } catch (const DecodingError& error) {
     throw BadRequest(std::string("Invalid fault: ") + error.what());
   }

@@ -33,7 +33,7 @@ void sendError(httplib::Response& response, int status, std::string_view type, s
 
 // An execution id in the backend's style: 20 lower-case hex digits.
 std::string executionId() {
-  std::string id = makeUuid();
+  std::string id = detail::makeUuid();
   id.erase(std::remove(id.begin(), id.end(), '-'), id.end());
   std::transform(id.begin(), id.end(), id.begin(), [](unsigned char c) { return std::tolower(c); });
   return id.substr(0, 20);

@@ -93,7 +93,7 @@ ActionReply syncUserState(ActionContext& context, const ActionCall& call) {
 
 // A profile id in the SDK's own form: "prf_" and 32 upper-case hexadecimal digits.
 std::string freshProfileId() {
-  std::string id = makeUuid();
+  std::string id = detail::makeUuid();
   id.erase(std::remove(id.begin(), id.end(), '-'), id.end());
   return "prf_" + id;
 }

@@ -20,7 +20,7 @@
 #include "tarnwell/backend/runtime_config.h"
 #include "tarnwell/core/environment.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 class ApiKeyRepository {
  public:
@@ -39,4 +39,4 @@ class ApiKeyRepository {
 // stringifyScalar. Missing, of another case, or empty: gatewayError("Missing bootstrap field " + key).
 std::string requiredBootstrapString(const JSONObject& object, std::string_view key);
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

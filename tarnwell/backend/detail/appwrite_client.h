@@ -18,7 +18,7 @@
 
 #include <tarnwell/core/sdk_config.h>
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 class AppwriteClient {
  public:
@@ -54,4 +54,4 @@ class AppwriteClient {
 // True for an absolute URL with a scheme and a host, as the transport can reach it.
 bool isValidEndpointURL(std::string_view url) noexcept;
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -14,7 +14,7 @@
 
 #include <tarnwell/platform/http_transport.h>
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 class RuntimeGatewayError : public std::runtime_error {
  public:
@@ -68,4 +68,4 @@ bool isCancellationError(const std::exception& error) noexcept;
 // refused); other errors give their what() text.
 std::string textualForm(const std::exception& error);
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -29,7 +29,7 @@
 #include "tarnwell/core/json_value.h"
 #include "tarnwell/platform/http_transport.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 // A record the gateway can read out of a reply: `T::decode(const JSONValue&)` throws
 // DecodingError when the value does not fit.
@@ -107,4 +107,4 @@ bool readAcknowledgement(const JSONValue* value) noexcept;
 // readAcknowledgement does (a missing member counts as success).
 inline bool readSuccessFlag(const JSONObject& data) noexcept { return readAcknowledgement(data.find("success")); }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -26,7 +26,7 @@
 #include "tarnwell/content/detail/runtime_bundle_repository.h"
 #include "tarnwell/core/log.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 class ContentRepository {
  public:
@@ -62,4 +62,4 @@ class ContentRepository {
   RuntimeBundleRepository runtimeBundle_;
 };
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -27,7 +27,7 @@
 #include "tarnwell/platform/clock.h"
 #include "tarnwell/platform/key_value_store.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 class RuntimeBundleRepository {
  public:
@@ -57,4 +57,4 @@ class RuntimeBundleRepository {
   std::shared_ptr<detail::BundleLoadGate> loads_;
 };
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

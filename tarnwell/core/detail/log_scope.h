@@ -16,7 +16,7 @@
 
 #include "tarnwell/core/log.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 using SharedLogSink = std::shared_ptr<const LogSink>;
 
@@ -31,4 +31,4 @@ class LogScope {
   const LogSink* previous_;
 };
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -34,7 +34,7 @@
 #include <tarnwell/core/coding_error.h>
 #include <tarnwell/core/json_value.h>
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 // Where in a document a value sits, kept as a chain on the stack so nothing is built unless
 // an error needs the text.
@@ -195,8 +195,6 @@ struct JSONCoder<Record, std::void_t<decltype(RecordFields<Record>::fields)>> {
   static JSONValue encode(const Record& record) { return encodeRecord(record); }
 };
 
-namespace coding_detail {
-
 template <typename T>
 struct IsOptional : std::false_type {};
 template <typename T>
@@ -238,14 +236,12 @@ void encodeField(const Record& record, const FieldSpec<Record, Member>& entry, J
   }
 }
 
-}  // namespace coding_detail
-
 template <typename Record>
 Record decodeRecordAt(const JSONValue& value, const CodingPath& path) {
   const JSONObject* object = value.asObject();
   if (object == nullptr) throwTypeMismatch(path, "an object", value);
   Record record{};
-  std::apply([&](const auto&... entries) { (coding_detail::decodeField(record, entries, *object, path), ...); },
+  std::apply([&](const auto&... entries) { (decodeField(record, entries, *object, path), ...); },
              RecordFields<Record>::fields);
   return record;
 }
@@ -259,7 +255,7 @@ template <typename Record>
 JSONValue encodeRecord(const Record& record) {
   JSONObject object;
   object.reserve(std::tuple_size_v<std::decay_t<decltype(RecordFields<Record>::fields)>>);
-  std::apply([&](const auto&... entries) { (coding_detail::encodeField(record, entries, object), ...); },
+  std::apply([&](const auto&... entries) { (encodeField(record, entries, object), ...); },
              RecordFields<Record>::fields);
   return JSONValue(std::move(object));
 }
@@ -277,4 +273,4 @@ std::optional<T> decodeEmbedded(const std::optional<std::string>& text) {
   }
 }
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -3,7 +3,7 @@
 // Small text helpers shared by the parsers and labels: trimming Unicode white space from
 // UTF-8 text, and ASCII lower-casing for case-insensitive comparisons of identifiers.
 //
-//   std::string_view name = tarnwell::trimWhitespaceAndNewlines("\u00A0 iPhone15,2\n");
+//   std::string_view name = tarnwell::detail::trimWhitespaceAndNewlines("\u00A0 iPhone15,2\n");
 //   // name == "iPhone15,2"
 //
 // Every function is pure, may be called from any thread and never throws except for
@@ -13,7 +13,7 @@
 #include <string>
 #include <string_view>
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 // Drops every Unicode White_Space code point (ASCII space, tab, LF, VT, FF, CR, U+0085,
 // U+00A0, U+1680, U+2000-U+200A, U+2028, U+2029, U+202F, U+205F, U+3000) from both ends.
@@ -28,4 +28,4 @@ std::string toLowerAscii(std::string_view text);
 // and operator words, which need no locale.
 bool equalsIgnoringAsciiCase(std::string_view a, std::string_view b) noexcept;
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

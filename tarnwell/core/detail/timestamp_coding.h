@@ -8,7 +8,7 @@
 #include "tarnwell/core/iso8601.h"
 #include "tarnwell/core/timestamp.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 template <>
 struct JSONCoder<Timestamp> {
@@ -21,4 +21,4 @@ struct JSONCoder<Timestamp> {
   static JSONValue encode(Timestamp value) { return JSONValue(formatISO8601Date(value)); }
 };
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

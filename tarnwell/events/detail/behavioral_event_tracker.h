@@ -32,7 +32,7 @@
 #include <tarnwell/platform/key_value_store.h>
 #include "tarnwell/identity/detail/property_manager.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 class BehavioralEventTracker {
  public:
@@ -56,4 +56,4 @@ class BehavioralEventTracker {
   PropertyManager& propertyManager_;
 };
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

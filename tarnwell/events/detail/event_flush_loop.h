@@ -24,7 +24,7 @@
 #include "tarnwell/events/detail/event_manager.h"
 #include "tarnwell/platform/clock.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 class EventFlushLoop {
  public:
@@ -46,4 +46,4 @@ class EventFlushLoop {
   std::unique_ptr<asio::cancellation_signal> signal_;
 };
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

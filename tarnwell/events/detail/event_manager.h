@@ -39,7 +39,7 @@
 #include "tarnwell/platform/clock.h"
 #include "tarnwell/platform/key_value_store.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 class EventManager : public std::enable_shared_from_this<EventManager> {
  public:
@@ -104,4 +104,4 @@ class EventManager : public std::enable_shared_from_this<EventManager> {
   std::int64_t currentRateLimitCount_ = 0;   // saturates rather than overflow
 };
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

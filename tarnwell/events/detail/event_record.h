@@ -5,11 +5,11 @@
 // time of sending is stamped when it leaves. The queue survives process death as the JSON array
 // of its records, keys equal to the field names.
 //
-//   tarnwell::EventRecord event{.eventName = "checkout_started", .userId = "user-42",
-//                               .customProperties = {{"cart", 3}}, .eventType = "custom"};
-//   tarnwell::EncodedEventRecord queued(event);        // encoded once, here
-//   std::string stored = tarnwell::encodeEventArray(std::span(&queued, 1));
-//   std::vector<tarnwell::EventRecord> back = tarnwell::decodeEventArray(stored);
+//   tarnwell::detail::EventRecord event{.eventName = "checkout_started", .userId = "user-42",
+//                                       .customProperties = {{"cart", 3}}, .eventType = "custom"};
+//   tarnwell::detail::EncodedEventRecord queued(event);        // encoded once, here
+//   std::string stored = tarnwell::detail::encodeEventArray(std::span(&queued, 1));
+//   std::vector<tarnwell::detail::EventRecord> back = tarnwell::detail::decodeEventArray(stored);
 //
 // Everything here is a plain value or a pure function, safe on any thread. Encoding fails only
 // for a number that is not finite (EncodingError), decoding for text that is not such an array
@@ -24,7 +24,7 @@
 
 #include <tarnwell/core/json_value.h>
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 struct EventRecord {
   std::string eventName;                 // as the caller passed it
@@ -69,4 +69,4 @@ std::string encodeEventArray(std::span<const EncodedEventRecord> records);
 // The records of a stored queue. Throws DecodingError.
 std::vector<EventRecord> decodeEventArray(std::string_view json);
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -26,7 +26,7 @@
 #include "tarnwell/platform/clock.h"
 #include "tarnwell/platform/detail/uuid.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 class EventRepository {
  public:
@@ -53,4 +53,4 @@ class EventRepository {
 JSONObject buildEventItem(const EventRecord& event, const std::string& id, Timestamp sentAt,
                           const std::optional<std::string>& mainBundleId);
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -18,7 +18,7 @@
 #include <tarnwell/backend/runtime_config.h>
 #include "tarnwell/events/detail/event_record.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 // FNV-1a, 64 bits, over the bytes of `bytes`: offset basis 0xcbf29ce484222325, prime
 // 0x100000001b3, exclusive-or with each byte before the multiplication.
@@ -43,4 +43,4 @@ std::string samplingText(const EventRecord& event);
 // without hashing, otherwise admitted when the bucket of samplingText is below the percent.
 bool isSampledIn(const EventRecord& event, const RuntimeConfig::SamplingConfig& sampling);
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

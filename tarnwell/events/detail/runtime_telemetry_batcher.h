@@ -25,7 +25,7 @@
 #include "tarnwell/events/detail/runtime_telemetry_queue.h"
 #include "tarnwell/platform/http_transport.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 class RuntimeTelemetryBatcher {
  public:
@@ -43,4 +43,4 @@ class RuntimeTelemetryBatcher {
   std::shared_ptr<RuntimeTelemetryQueue> queue_;
 };
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

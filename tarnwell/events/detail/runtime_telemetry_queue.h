@@ -45,7 +45,7 @@
 #include "tarnwell/platform/clock.h"
 #include "tarnwell/platform/key_value_store.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 class RuntimeTelemetryQueue : public std::enable_shared_from_this<RuntimeTelemetryQueue> {
  public:
@@ -89,4 +89,4 @@ class RuntimeTelemetryQueue : public std::enable_shared_from_this<RuntimeTelemet
 // "production" (an empty value counts as absent).
 std::string runtimeTelemetryQueueKey(const AppwriteClient& client);
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

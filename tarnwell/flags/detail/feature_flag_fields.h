@@ -10,7 +10,7 @@
 #include "tarnwell/flags/feature_flag.h"
 #include "tarnwell/targeting/detail/rule_condition_fields.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 template <>
 struct RecordFields<Variation> {
@@ -73,4 +73,4 @@ struct RecordFields<FeatureFlag> {
       field(&R::updatedAt, "$updatedAt"));
 };
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

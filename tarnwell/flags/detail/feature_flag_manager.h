@@ -35,7 +35,7 @@
 #include "tarnwell/platform/clock.h"
 #include "tarnwell/platform/detail/string_hash.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 // Where an answer came from: the flag was evaluated, is off, or does not exist.
 enum class EvaluationSource { cache, inactive, error };
@@ -128,4 +128,4 @@ class FeatureFlagManager : public std::enable_shared_from_this<FeatureFlagManage
   std::map<std::string, EvaluationWriteMarker, std::less<>> persistedEvaluationMarkers_;
 };
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -20,7 +20,7 @@
 #include "tarnwell/flags/feature_flag.h"
 #include "tarnwell/flags/feature_flag_report.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 class FeatureFlagRepository : public ContentRepository {
  public:
@@ -37,4 +37,4 @@ class FeatureFlagRepository : public ContentRepository {
   RuntimeTelemetryBatcher& telemetryBatcher_;
 };
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

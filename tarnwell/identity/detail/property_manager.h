@@ -25,7 +25,7 @@
 #include <tarnwell/platform/key_value_store.h>
 #include "tarnwell/platform/detail/uuid.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 class PropertyManager {
  public:
@@ -101,4 +101,4 @@ class PropertyManager {
 // a fraction (42 reads "42"), other scalars as their text, containers as JSON.
 std::string plainDescription(const JSONValue& value);
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

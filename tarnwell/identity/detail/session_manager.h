@@ -22,7 +22,7 @@
 #include <tarnwell/platform/device_info.h>
 #include "tarnwell/platform/detail/uuid.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 // What ending a session leaves: its identifier and times (durations in seconds).
 struct SessionSnapshot {
@@ -78,4 +78,4 @@ class SessionManager {
 // empty "appInfo".
 JSONObject makeSessionData(const SessionSnapshot& snapshot, const DeviceInfo& device);
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -20,7 +20,7 @@
 #include "tarnwell/backend/detail/runtime_gateway_repository.h"
 #include "tarnwell/identity/detail/user_sync_snapshot.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 struct IdentifyResult {
   std::string profileId;
@@ -42,4 +42,4 @@ class UserRepository {
   RuntimeGatewayRepository gateway_;
 };
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -27,7 +27,7 @@
 #include "tarnwell/identity/detail/user_sync_snapshot.h"
 #include "tarnwell/platform/clock.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 class UserSync {
  public:
@@ -64,4 +64,4 @@ class UserSync {
   std::int64_t pendingRevision_ = 0;
 };
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

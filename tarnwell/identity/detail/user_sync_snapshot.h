@@ -19,7 +19,7 @@
 #include "tarnwell/backend/detail/appwrite_client.h"
 #include "tarnwell/identity/detail/property_manager.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 struct UserSyncSnapshot {
   std::string profileId;
@@ -65,4 +65,4 @@ struct UserSyncSources {
 // The snapshot, or absent when no API key configuration is loaded.
 std::optional<UserSyncSnapshot> makeUserSyncSnapshot(const UserSyncSources& sources);
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -12,7 +12,7 @@
 #include "tarnwell/livecards/live_card_tracking.h"
 #include "tarnwell/targeting/detail/rule_condition_fields.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 template <>
 struct RecordFields<CarouselItemAction> {
@@ -155,4 +155,4 @@ struct RecordFields<LiveCardClick> {
       nullableField(&R::platform, "platform"), nullableField(&R::metadata, "metadata"));
 };
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -8,7 +8,7 @@
 #include "tarnwell/content/detail/content_repository.h"
 #include "tarnwell/livecards/live_card.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 class LiveCardRepository : public ContentRepository {
  public:
@@ -20,4 +20,4 @@ class LiveCardRepository : public ContentRepository {
   }
 };
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -4,7 +4,7 @@
 // driven by one I/O thread that the transport owns, so any number of transfers share that
 // thread and its connection cache.
 //
-//   tarnwell::CurlHttpTransport transport({.maxResponseBytes = 4 << 20});
+//   tarnwell::detail::CurlHttpTransport transport({.maxResponseBytes = 4 << 20});
 //   auto transfer = transport.post({.url = url, .body = payload},
 //                                  [](tarnwell::HttpResult result) { ... });
 //
@@ -31,10 +31,9 @@
 #include <tarnwell/platform/http_transport.h>
 #include <tarnwell/version.h>
 
-namespace tarnwell {
-namespace detail {
+namespace tarnwell::detail {
+
 class CurlEngine;
-}  // namespace detail
 
 class CurlHttpTransport final : public HttpTransport {
  public:
@@ -58,7 +57,7 @@ class CurlHttpTransport final : public HttpTransport {
 
  private:
   // The I/O thread's state, shared with the transfers so that cancel() outlives the transport.
-  std::shared_ptr<detail::CurlEngine> engine_;
+  std::shared_ptr<CurlEngine> engine_;
 };
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

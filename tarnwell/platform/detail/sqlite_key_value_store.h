@@ -5,7 +5,7 @@
 // the process (not necessarily a power cut). Several store objects and several processes may use
 // the same file; a call that finds the file busy waits up to five seconds for it before failing.
 //
-//   auto opened = tarnwell::SqliteKeyValueStore::open("/var/lib/myapp/tarnwell.sqlite");
+//   auto opened = tarnwell::detail::SqliteKeyValueStore::open("/var/lib/myapp/tarnwell.sqlite");
 //   if (!opened.store) { report(opened.error); }
 //   opened.store->setBytes("tarnwell_event_queue", tarnwell::asBytes(queueJson));
 //
@@ -24,7 +24,7 @@
 struct sqlite3;
 struct sqlite3_stmt;
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 class SqliteKeyValueStore final : public KeyValueStore {
  public:
@@ -71,4 +71,4 @@ class SqliteKeyValueStore final : public KeyValueStore {
   Statement keysFrom_;
 };
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

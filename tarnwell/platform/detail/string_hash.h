@@ -4,7 +4,7 @@
 // hash of a string in memory, for example to bucket keys. With a random key it resists
 // crafted inputs that would all land in one bucket.
 //
-//   const tarnwell::StringHasher& hash = tarnwell::processStringHasher();
+//   const tarnwell::detail::StringHasher& hash = tarnwell::detail::processStringHasher();
 //   std::uint64_t bucket = hash("checkout_started") % bucketCount;
 //
 // Hashes made with a random key differ from one process (and one hasher) to the next: they
@@ -17,7 +17,7 @@
 #include <cstdint>
 #include <string_view>
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 class StringHasher {
  public:
@@ -36,4 +36,4 @@ class StringHasher {
 // The hasher of this process: one random key, drawn on first use.
 const StringHasher& processStringHasher();
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

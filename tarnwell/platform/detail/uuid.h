@@ -3,9 +3,9 @@
 // Random (version 4) UUIDs in canonical upper-case text, the form every identifier the SDK
 // makes takes: device ids, event ids, session ids.
 //
-//   std::string id = tarnwell::makeUuid();  // "3F2504E0-4F89-41D3-9A0C-0305E82C3301"
+//   std::string id = tarnwell::detail::makeUuid();  // "3F2504E0-4F89-41D3-9A0C-0305E82C3301"
 //
-//   tarnwell::UuidGenerator ids(42);        // the same sequence on every run, for tests
+//   tarnwell::detail::UuidGenerator ids(42);        // the same sequence on every run, for tests
 //   std::string first = ids.next();
 //
 // A generator may be shared by any number of threads. Nothing here throws except
@@ -17,7 +17,7 @@
 #include <random>
 #include <string>
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 class UuidGenerator {
  public:
@@ -37,4 +37,4 @@ class UuidGenerator {
 // A UUID from one generator shared by the whole process.
 std::string makeUuid();
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -15,7 +15,7 @@
 
 #include "tarnwell/core/timestamp.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 struct RefreshStamps {
   std::optional<Timestamp> lastFeatureFlagsRefreshAt;
@@ -29,4 +29,4 @@ struct RefreshStamps {
 // (the gate is off), when there is no stamp yet, or when a whole time to live has passed.
 bool shouldRefresh(std::optional<Timestamp>& lastRefreshAt, std::int64_t ttlMs, bool force, Timestamp now);
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -54,15 +54,15 @@ struct Tarnwell::Impl {
   void spawnOnMain(asio::awaitable<void> work);
 
   // ---- Lazily built components ----------------------------------------------------------
-  std::shared_ptr<AppwriteClient> client();
-  ApiKeyRepository& apiKeyRepository();
-  UserSync& userSync();
-  std::shared_ptr<EventManager> eventManager();
-  BehavioralEventTracker& behavioralEventTracker();
-  RuntimeTelemetryBatcher& telemetry();
-  std::shared_ptr<FeatureFlagManager> featureFlagManager();
+  std::shared_ptr<detail::AppwriteClient> client();
+  detail::ApiKeyRepository& apiKeyRepository();
+  detail::UserSync& userSync();
+  std::shared_ptr<detail::EventManager> eventManager();
+  detail::BehavioralEventTracker& behavioralEventTracker();
+  detail::RuntimeTelemetryBatcher& telemetry();
+  std::shared_ptr<detail::FeatureFlagManager> featureFlagManager();
   // Each content repository reads through a bundle repository of its own over the one client.
-  RuntimeBundleRepository makeRuntimeBundleRepository();
+  detail::RuntimeBundleRepository makeRuntimeBundleRepository();
 
   // ---- Start-up (facade_startup.cc) -----------------------------------------------------
   void beginStartUp(TarnwellSDKConfig config, StateCallback completion);
@@ -73,21 +73,21 @@ struct Tarnwell::Impl {
   bool isReady() const { return state.value().kind() == SDKState::Kind::ready; }
 
   // ---- Identity and sessions (facade_identity.cc) ---------------------------------------
-  std::optional<UserSyncSnapshot> makeSnapshot(std::optional<std::string> sessionOverride = std::nullopt,
-                                               bool isRegistered = false);
+  std::optional<detail::UserSyncSnapshot> makeSnapshot(std::optional<std::string> sessionOverride = std::nullopt,
+                                                       bool isRegistered = false);
   void scheduleUserSync(std::chrono::milliseconds delay);
   asio::awaitable<void> identify(std::string userId, JSONObject traits);
   asio::awaitable<void> setUserProfile(std::string userId, JSONObject userProperties);
   asio::awaitable<void> resetUser();
   void startSessionTracking();
   void endSessionTracking();
-  void setPropertyThenSync(std::function<void(PropertyManager&)> change);
+  void setPropertyThenSync(std::function<void(detail::PropertyManager&)> change);
 
   // ---- Events (facade_events.cc) --------------------------------------------------------
   void trackEvent(const std::string& name, const JSONObject& properties, const std::string& eventType,
                   std::function<void()> completion = {});
   // Queues the record, then lets the survey and announcement managers see the event.
-  asio::awaitable<void> deliverEvent(EventRecord record, std::function<void()> completion);
+  asio::awaitable<void> deliverEvent(detail::EventRecord record, std::function<void()> completion);
   asio::awaitable<void> reportQueuedEventCount(std::function<void(std::size_t)> completion);
 
   // ---- Content and flags (facade_content.cc, facade_flags.cc) ---------------------------
@@ -167,37 +167,37 @@ struct Tarnwell::Impl {
   asio::awaitable<void> flushAll();
 
   // HostOptions::logSink (empty: the process's sink), in force on every thread of this object.
-  SharedLogSink logSink;
+  detail::SharedLogSink logSink;
   std::unique_ptr<MainContext> main;
   // The host's clock and transport, wrapped so teardown can end all the SDK started on them.
   std::shared_ptr<detail::ClosableClock> clock;
   std::shared_ptr<KeyValueStore> store;
   std::shared_ptr<detail::ClosableTransport> transport;
   std::shared_ptr<BackgroundTaskHost> backgroundTasks;
-  std::unique_ptr<UuidGenerator> uuids;
+  std::unique_ptr<detail::UuidGenerator> uuids;
   std::unique_ptr<detail::WorkerPool> pool;
   AppInfo appInfo;
   DeviceInfoProvider deviceInfo;
-  std::unique_ptr<PropertyManager> properties;
-  std::unique_ptr<SessionManager> sessions;
+  std::unique_ptr<detail::PropertyManager> properties;
+  std::unique_ptr<detail::SessionManager> sessions;
   Published<SDKState> state;
   // Released in ~Impl while the main context, where its last sleep resumes, still exists.
-  std::unique_ptr<EventFlushLoop> flushLoop;
+  std::unique_ptr<detail::EventFlushLoop> flushLoop;
 
   // Written on the main context; read from any thread under the mutex.
   mutable std::mutex mutex;
-  std::shared_ptr<AppwriteClient> clientInstance;
+  std::shared_ptr<detail::AppwriteClient> clientInstance;
   std::optional<ApiKeyConfig> config;
   RuntimeConfig runtimeConfig = defaultRuntimeConfig();
   bool isAppInForeground = false;
 
   // Main context only.
-  std::unique_ptr<ApiKeyRepository> apiKeyRepositoryInstance;
-  std::unique_ptr<UserSync> userSyncInstance;
-  std::shared_ptr<EventManager> eventManagerInstance;
-  std::unique_ptr<BehavioralEventTracker> trackerInstance;
-  std::unique_ptr<RuntimeTelemetryBatcher> telemetryInstance;
-  std::shared_ptr<FeatureFlagManager> featureFlagManagerInstance;
+  std::unique_ptr<detail::ApiKeyRepository> apiKeyRepositoryInstance;
+  std::unique_ptr<detail::UserSync> userSyncInstance;
+  std::shared_ptr<detail::EventManager> eventManagerInstance;
+  std::unique_ptr<detail::BehavioralEventTracker> trackerInstance;
+  std::unique_ptr<detail::RuntimeTelemetryBatcher> telemetryInstance;
+  std::shared_ptr<detail::FeatureFlagManager> featureFlagManagerInstance;
   // One bundle request at a time for all content kinds: they refresh side by side.
   std::shared_ptr<detail::BundleLoadGate> bundleLoads = std::make_shared<detail::BundleLoadGate>();
   DeliverySlot surveys{*main};
@@ -205,7 +205,7 @@ struct Tarnwell::Impl {
   std::shared_ptr<SurveyCallback> surveyCallback;
   std::shared_ptr<AnnouncementCallback> announcementCallback;
   bool suppressNextAnnouncementDismissCallback = false;
-  RefreshStamps refreshStamps;
+  detail::RefreshStamps refreshStamps;
   TarnwellSDKConfig sdkConfig = legacyPlaceholderConfig();
   BackgroundTaskHost::TaskId backgroundFlushTaskId = BackgroundTaskHost::invalidTask;
 

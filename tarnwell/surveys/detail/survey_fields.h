@@ -16,7 +16,7 @@
 #include "tarnwell/surveys/survey.h"
 #include "tarnwell/targeting/detail/rule_condition_fields.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 template <>
 struct RecordFields<SurveyOption> {
@@ -199,4 +199,4 @@ struct RecordFields<SurveyResponse> {
       field(&R::location, "location"), field(&R::submittedAt, "submittedAt"), field(&R::ownerId, "ownerId"));
 };
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -9,7 +9,7 @@
 #include "tarnwell/core/detail/record_coding.h"
 #include "tarnwell/targeting/rule_condition.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 template <>
 struct RecordFields<RuleCondition> {
@@ -34,4 +34,4 @@ struct RecordFields<BehavioralTrigger> {
                                                  field(&R::op, "operator"), field(&R::count, "count"));
 };
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -28,7 +28,7 @@
 #include "tarnwell/identity/detail/property_manager.h"
 #include "tarnwell/identity/detail/session_manager.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 // The value a rule reads for `field`. Absent for an absent or empty name. "user_id",
 // "device_id" and "session_id", in any case, name the identity: the effective user id, the
@@ -88,4 +88,4 @@ bool isWithinSchedule(const std::optional<std::string>& start, const std::option
 // that fails. A segment without conditions holds everybody.
 bool isInSegment(const Segment& segment, PropertyManager& properties, const SessionManager& sessions);
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -8,7 +8,7 @@
 #include "tarnwell/core/detail/record_coding.h"
 #include "tarnwell/targeting/segment.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 template <>
 struct RecordFields<SegmentCondition> {
@@ -26,4 +26,4 @@ struct RecordFields<Segment> {
                       field(&R::conditionsJSON, "conditions"), field(&R::isActive, "isActive"));
 };
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail

@@ -20,7 +20,7 @@
 #include "tarnwell/backend/detail/runtime_gateway_repository.h"
 #include "tarnwell/targeting/segment.h"
 
-namespace tarnwell {
+namespace tarnwell::detail {
 
 class SegmentRepository {
  public:
@@ -35,4 +35,4 @@ class SegmentRepository {
   RuntimeGatewayRepository gateway_;
 };
 
-}  // namespace tarnwell
+}  // namespace tarnwell::detail
