@@ -93,14 +93,12 @@ void Tarnwell::Impl::dismissCurrentAnnouncement() {
 
 void Tarnwell::showAnnouncement(std::string eventName, std::shared_ptr<AnnouncementCallback> callback,
                                 std::function<void(bool)> completion) {
-  impl_->runOnMain([impl = impl_.get(), eventName = std::move(eventName), callback = std::move(callback),
-                    completion = std::move(completion)]() mutable {
-    if (impl->announcements.manager) impl->announcementCallback = std::move(callback);
-    impl->spawnOnMain(impl->show(Impl::DeliveredContent::announcements, std::move(eventName),
-                                 [completion = std::move(completion)](std::optional<Survey> shown) {
-                                   if (completion) completion(shown.has_value());
-                                 }));
-  });
+  impl_->showKeepingCallback(
+      Impl::DeliveredContent::announcements, std::move(eventName),
+      [impl = impl_.get(), callback = std::move(callback)]() mutable {
+        impl->announcementCallback = std::move(callback);
+      },
+      std::move(completion));
 }
 
 void Tarnwell::submitAnnouncementResponse(Survey announcement, JSONObject responses, bool completed,

@@ -126,6 +126,18 @@ asio::awaitable<void> Tarnwell::Impl::show(DeliveredContent kind, std::string ev
   if (completion) completion(std::move(shown));
 }
 
+void Tarnwell::Impl::showKeepingCallback(DeliveredContent kind, std::string eventName,
+                                         std::function<void()> keepCallback, std::function<void(bool)> completion) {
+  runOnMain([this, kind, eventName = std::move(eventName), keepCallback = std::move(keepCallback),
+             completion = std::move(completion)]() mutable {
+    // Kept before anything is decided, whether or not an item is shown.
+    if (slot(kind).manager) keepCallback();
+    spawnOnMain(show(kind, std::move(eventName), [completion = std::move(completion)](std::optional<Survey> shown) {
+      if (completion) completion(shown.has_value());
+    }));
+  });
+}
+
 asio::awaitable<void> Tarnwell::Impl::explain(DeliveredContent kind, std::string eventName,
                                               std::function<void(std::vector<DeliveryExplanation>)> completion) {
   const std::shared_ptr<detail::DeliveryManager> manager = slot(kind).manager;

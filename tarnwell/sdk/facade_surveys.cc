@@ -61,15 +61,10 @@ void Tarnwell::Impl::dismissCurrentSurvey() {
 
 void Tarnwell::showSurvey(std::string eventName, std::shared_ptr<SurveyCallback> callback,
                           std::function<void(bool)> completion) {
-  impl_->runOnMain([impl = impl_.get(), eventName = std::move(eventName), callback = std::move(callback),
-                    completion = std::move(completion)]() mutable {
-    // Kept before anything is decided, whether or not a survey is shown.
-    if (impl->surveys.manager) impl->surveyCallback = std::move(callback);
-    impl->spawnOnMain(impl->show(Impl::DeliveredContent::surveys, std::move(eventName),
-                                 [completion = std::move(completion)](std::optional<Survey> shown) {
-                                   if (completion) completion(shown.has_value());
-                                 }));
-  });
+  impl_->showKeepingCallback(
+      Impl::DeliveredContent::surveys, std::move(eventName),
+      [impl = impl_.get(), callback = std::move(callback)]() mutable { impl->surveyCallback = std::move(callback); },
+      std::move(completion));
 }
 
 void Tarnwell::submitSurveyResponse(Survey survey, JSONObject responses, bool completed,

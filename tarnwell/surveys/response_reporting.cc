@@ -46,8 +46,11 @@ std::string buttonSlug(std::string_view label, const std::string& fallback) {
   return slug.empty() ? fallback : slug;
 }
 
-void setText(JSONObject& properties, std::string key, const std::optional<std::string>& text) {
-  properties.set(std::move(key), JSONValue(text.value_or("")));
+// `properties` with each field set (absent as ""), replacing keys of the same name.
+JSONObject withItemFields(JSONObject properties,
+                          std::initializer_list<std::pair<const char*, const std::optional<std::string>&>> fields) {
+  for (const auto& [key, text] : fields) properties.set(key, JSONValue(text.value_or("")));
+  return properties;
 }
 
 }  // namespace
@@ -109,25 +112,23 @@ std::optional<double> responseScore(const JSONObject& responses) {
 }
 
 JSONObject surveyEventProperties(const Survey& survey, JSONObject properties) {
-  setText(properties, "survey_id", survey.id);
-  setText(properties, "survey_name", survey.name);
-  setText(properties, "template_id", survey.templateId);
-  setText(properties, "organization_id", survey.organizationId);
-  setText(properties, "project_id", survey.projectId);
-  setText(properties, "app_id", survey.appId);
-  return properties;
+  return withItemFields(std::move(properties), {{"survey_id", survey.id},
+                                                {"survey_name", survey.name},
+                                                {"template_id", survey.templateId},
+                                                {"organization_id", survey.organizationId},
+                                                {"project_id", survey.projectId},
+                                                {"app_id", survey.appId}});
 }
 
 JSONObject announcementEventProperties(const Survey& announcement, JSONObject properties) {
-  setText(properties, "banner_id", announcement.id);
-  setText(properties, "banner_name", announcement.name);
-  setText(properties, "announcement_id", announcement.id);
-  setText(properties, "announcement_name", announcement.name);
-  setText(properties, "template_id", announcement.templateId);
-  setText(properties, "organization_id", announcement.organizationId);
-  setText(properties, "project_id", announcement.projectId);
-  setText(properties, "app_id", announcement.appId);
-  return properties;
+  return withItemFields(std::move(properties), {{"banner_id", announcement.id},
+                                                {"banner_name", announcement.name},
+                                                {"announcement_id", announcement.id},
+                                                {"announcement_name", announcement.name},
+                                                {"template_id", announcement.templateId},
+                                                {"organization_id", announcement.organizationId},
+                                                {"project_id", announcement.projectId},
+                                                {"app_id", announcement.appId}});
 }
 
 JSONObject normalizeAnnouncementResponses(const Survey& announcement, JSONObject responses) {

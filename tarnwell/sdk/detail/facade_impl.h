@@ -121,6 +121,10 @@ struct Tarnwell::Impl {
   asio::awaitable<void> canShow(DeliveredContent kind, std::string eventName, std::function<void(bool)> completion);
   asio::awaitable<void> show(DeliveredContent kind, std::string eventName,
                              std::function<void(std::optional<Survey>)> completion);
+  // show() that first keeps the host's callback (by `keepCallback`) when the manager exists;
+  // the completion says whether an item was shown.
+  void showKeepingCallback(DeliveredContent kind, std::string eventName, std::function<void()> keepCallback,
+                           std::function<void(bool)> completion);
   asio::awaitable<void> explain(DeliveredContent kind, std::string eventName,
                                 std::function<void(std::vector<DeliveryExplanation>)> completion);
   // Runs `work` with the kind's manager on the main context; without one, `closed` instead.
