@@ -54,7 +54,8 @@ inline HostOptions scriptedHostOptions(std::shared_ptr<HttpTransport> transport,
   return options;
 }
 
-// The lines of `output` that start with "{": the host's result lines, without log lines.
+// The lines of `output` that start with "{": the host's result and callback lines, without log
+// lines.
 inline std::vector<std::string> resultLines(const std::string& output) {
   std::vector<std::string> lines;
   std::istringstream stream(output);

@@ -11,7 +11,7 @@ using Lines = std::vector<std::string>;
 
 // "s2" (pro users only) outranks "s1" (shown once) on checkout_done; "s3" waits for the third
 // search; "s4" may be shown again; the draft has no id. "a1" opens the dashboard from its primary button.
-constexpr std::string_view kBundle = R"({"ok":true,"data":{"versions":{"surveys":"1"},"items":{"surveys":[
+constexpr std::string_view kDeliveryBundle = R"({"ok":true,"data":{"versions":{"surveys":"1"},"items":{"surveys":[
   {"$id":"s1","name":"Checkout NPS","templateId":"nps","status":"published","eventTriggerId":"checkout_done",
    "targeting":"{\"rules\":[],\"audience\":\"all\",\"percentage\":100,\"priority\":1,\"frequency\":{\"maxImpressions\":1}}"},
   {"$id":"s2","name":"Pro rating","status":"published","eventTriggerId":"checkout_done",
@@ -38,7 +38,7 @@ struct DeliveryCommandsTest : testing::CommandHostFixture {
     transport->setResponder([](const HttpRequest& request) -> HttpResult {
       const std::optional<std::string> action = testing::gatewayInput(request)["action"].stringValue();
       if (action == "bootstrap") return tarnwell::testing::httpResponse(testing::kGoodBootstrap);
-      if (action == "get_runtime_bundle") return tarnwell::testing::httpResponse(kBundle);
+      if (action == "get_runtime_bundle") return tarnwell::testing::httpResponse(kDeliveryBundle);
       return tarnwell::testing::httpResponse(R"({"ok":true,"data":{}})");
     });
   }
