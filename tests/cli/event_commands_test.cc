@@ -12,7 +12,7 @@ using Lines = std::vector<std::string>;
 struct EventCommandsTest : testing::CommandHostFixture {
   void SetUp() override { start(testing::scriptedHostOptions(transport)); }
 
-  void start(HostOptions options) {
+  void start(HostOptions options, std::chrono::milliseconds waitLimit = CommandHost::kDefaultWaitLimit) {
     transport->setResponder([](const HttpRequest& request) -> HttpResult {
       const std::optional<std::string> action = testing::gatewayInput(request)["action"].stringValue();
       if (action == "bootstrap") return tarnwell::testing::httpResponse(testing::kGoodBootstrap);
@@ -20,7 +20,7 @@ struct EventCommandsTest : testing::CommandHostFixture {
         return tarnwell::testing::httpResponse(R"({"ok":true,"data":{"profileId":"prf-server"}})");
       return tarnwell::testing::httpResponse(R"({"ok":true,"data":{}})");
     });
-    startHost(std::move(options));
+    startHost(std::move(options), waitLimit);
     host->execute("init");
   }
 
@@ -89,10 +89,12 @@ TEST_F(EventCommandsTest, ForegroundAndBackgroundFollowTheHostsLifecycle) {
 // On a virtual clock time moves only with `advance`, which runs what falls due: the flush loop
 // sends the queue, whether the host pumps the main context or the SDK runs it on its own thread.
 struct VirtualClockTest : EventCommandsTest, ::testing::WithParamInterface<MainContext::Mode> {
-  void SetUp() override {
+  void SetUp() override { startVirtual(); }
+
+  void startVirtual(std::chrono::milliseconds waitLimit = CommandHost::kDefaultWaitLimit) {
     HostOptions options = testing::scriptedHostOptions(transport, GetParam());
     options.clock = std::make_shared<tarnwell::testing::VirtualClock>();
-    start(std::move(options));
+    start(std::move(options), waitLimit);
   }
 };
 
@@ -107,6 +109,17 @@ TEST_P(VirtualClockTest, AdvanceRunsTheFlushLoopOnceItsIntervalHasPassedBeforeIt
   EXPECT_EQ(run({"queue", "advance soon"}),
             (Lines{R"({"cmd":"queue","count":0})",
                    R"({"cmd":"advance","error":"not a whole number of milliseconds: soon"})"}));
+}
+
+// A year of a two-minute flush loop would hold the host for hours: advance gives up at the wait
+// limit, and the host goes on.
+TEST_P(VirtualClockTest, AnAdvanceThatKeepsTheSdkBusyPastTheWaitLimitIsAnErrorLine) {
+  startVirtual(std::chrono::milliseconds(1000));
+  EXPECT_EQ(
+      run({"advance 31536000000", "state"}),
+      (Lines{
+          R"({"cmd":"advance","error":"the SDK's timers kept it busy past 1000 ms; the clock stopped at the last one that fired"})",
+          R"({"cmd":"state","state":"ready"})"}));
 }
 
 INSTANTIATE_TEST_SUITE_P(BothContextModes, VirtualClockTest,

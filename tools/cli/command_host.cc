@@ -22,7 +22,7 @@ constexpr int kQuietRounds = 3;
 std::shared_ptr<TransferWatch> watchTransfers(HostOptions& options, bool virtualClock) {
   if (!virtualClock) return nullptr;
   auto watch = std::make_shared<TransferWatch>(options.transport ? std::move(options.transport)
-                                                                 : std::make_shared<CurlHttpTransport>());
+                                                                 : std::make_shared<detail::CurlHttpTransport>());
   options.transport = watch;
   return watch;
 }
@@ -115,7 +115,9 @@ void CommandHost::catchUp() {
 
 void CommandHost::advanceClock(std::chrono::milliseconds duration) {
   if (!virtualClock_) throw CommandError("the SDK runs on the system clock: start the host with --clock virtual");
-  virtualClock_->advance(duration, [this] { settle(); });
+  // A long advance over a short timer (years of a ten-second flush loop) must not hold the host.
+  const auto deadline = std::chrono::steady_clock::now() + waitLimit_;
+  virtualClock_->advance(duration, [this, deadline] { settle(deadline); });
 }
 
 bool CommandHost::settleRound() {
@@ -129,10 +131,13 @@ bool CommandHost::settleRound() {
   return false;
 }
 
-void CommandHost::settle() {
-  const auto deadline = std::chrono::steady_clock::now() + waitLimit_;
+void CommandHost::settle(std::chrono::steady_clock::time_point deadline) {
   int quietRounds = 0;
-  while (quietRounds < kQuietRounds && std::chrono::steady_clock::now() < deadline) {
+  while (quietRounds < kQuietRounds) {
+    if (std::chrono::steady_clock::now() >= deadline) {
+      throw CommandError("the SDK's timers kept it busy past " + std::to_string(waitLimit_.count()) +
+                         " ms; the clock stopped at the last one that fired");
+    }
     const std::uint64_t startedBefore = transfers_->started();
     const bool ran = settleRound();
     transfers_->waitUntilIdle(

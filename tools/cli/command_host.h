@@ -89,7 +89,8 @@ class CommandHost {
   void catchUp();
   // Moves the virtual clock forward; after every timer that fires, waits until the work it set
   // off has ended (the main context is quiet and no gateway call is under way). Throws
-  // CommandError when the SDK runs on the system clock.
+  // CommandError when the SDK runs on the system clock, and when the timers keep the SDK busy
+  // past waitLimit() of real time (the clock then stops at the last timer that fired).
   void advanceClock(std::chrono::milliseconds duration);
   // Shuts the SDK down and waits (up to waitLimit()) until its state reads so; the state then.
   SDKState shutDownSdk();
@@ -104,7 +105,8 @@ class CommandHost {
  private:
   // One round of waiting for the SDK to hold still; true when the main context ran something.
   bool settleRound();
-  void settle();
+  // Waits until the SDK holds still, or throws once `deadline` has passed.
+  void settle(std::chrono::steady_clock::time_point deadline);
 
   TarnwellSDKConfig config_;
   // Declared before the SDK, which may print through them until it is gone.
