@@ -15,6 +15,7 @@
 #pragma once
 
 #include <tarnwell/platform/memory_key_value_store.h>
+#include <tarnwell/testing/headless_driver.h>
 #include <tarnwell/testing/log_recorder.h>
 #include <tarnwell/testing/scripted_http_transport.h>
 #include <tarnwell/testing/sdk_harness.h>
