@@ -132,6 +132,19 @@ TEST(NodeValueTest, BuildingCopyingAndReadingATreeNeverRunsAnAction) {
   EXPECT_EQ(tree.children[0].children.size(), 3u);
 }
 
+TEST(NodeQueryTest, AnActionMayReplaceTheTreeItWasFoundIn) {
+  // A host that keeps one tree rebuilds it inside the action; the running action must survive.
+  ui::Node tree;
+  std::string seen;
+  tree = ui::button("go", "Go", [&tree, &seen, note = std::string(64, 'x')] {
+    tree = ui::text("gone");
+    seen = note;
+  });
+  EXPECT_TRUE(ui::performTap(tree, "Go"));
+  EXPECT_EQ(seen, std::string(64, 'x'));
+  EXPECT_EQ(ui::visibleTexts(tree), std::vector<std::string>{"gone"});
+}
+
 TEST(LimitToCodePointsTest, CountsCodePointsNotBytes) {
   EXPECT_EQ(ui::limitToCodePoints("h\u00E9llo!", 5), "h\u00E9llo");
   EXPECT_EQ(ui::limitToCodePoints("\U0001F44D\U0001F44D\U0001F44D", 2), "\U0001F44D\U0001F44D");
