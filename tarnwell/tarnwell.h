@@ -4,6 +4,7 @@
 // It pulls in no third-party header.
 #pragma once
 
+#include <tarnwell/announcements/announcement_callback.h>
 #include <tarnwell/content/runtime_bundle.h>
 #include <tarnwell/core/coding_error.h>
 #include <tarnwell/core/color.h>
@@ -31,6 +32,12 @@
 #include <tarnwell/sdk/facade.h>
 #include <tarnwell/sdk/sdk_state.h>
 #include <tarnwell/sdk/user_debug_state.h>
+#include <tarnwell/surveys/delivery_verdict.h>
 #include <tarnwell/surveys/survey.h>
+#include <tarnwell/surveys/survey_callback.h>
+#include <tarnwell/surveys/survey_ledger_entry.h>
 #include <tarnwell/targeting/rule_condition.h>
 #include <tarnwell/targeting/segment.h>
+#include <tarnwell/ui/node.h>
+#include <tarnwell/ui/node_id.h>
+#include <tarnwell/ui/node_query.h>
