@@ -17,7 +17,8 @@ constexpr const char* kDeliveryBundle = R"({"ok":true,"data":{"versions":{"surve
               "organizationId":"org_1","projectId":"prj_1","appId":"app_1",
               "analytics":"{\"impressionEvent\":\" nps_seen \",\"submitEvent\":\"nps_done\"}"}],
   "announcements":[{"$id":"a1","name":"New","status":"published","eventTriggerId":"checkout",
-    "structure":"{\"buttons\":{\"primary\":{\"text\":\"Try it now!\",\"action\":\"open\",\"deeplinkUri\":\"demo://d\",\"target\":\"dash\"},\"secondary\":{\"text\":\"Later\",\"target\":\"home\"}}}"}]}}})";
+    "structure":"{\"buttons\":{\"primary\":{\"text\":\"Try it now!\",\"action\":\"open\",\"deeplinkUri\":\"demo://d\",\"target\":\"dash\"},\"secondary\":{\"text\":\"Later\",\"target\":\"home\"}}}"},
+    {"$id":"a2","name":"Promo","status":"published","eventTriggerId":"promo"}]}}})";
 
 struct Outcomes : SurveyCallback, AnnouncementCallback {
   std::vector<std::string> calls;
@@ -221,6 +222,20 @@ TEST_F(TarnwellDeliveryTest, AnAnnouncementServesTheHostFirstAndTheBackendLast) 
                std::string::npos;
   }));
   EXPECT_FALSE(has(events, "announcement_submitted"));
+}
+
+TEST_F(TarnwellDeliveryTest, AResponseWithoutAnIdLeavesTheNextDismissalSilent) {
+  ASSERT_EQ(sdk.start(), SDKState::ready());
+  sdk->showAnnouncement("nothing_matches", outcomes);
+  EXPECT_TRUE(ask<bool>([&](auto done) { sdk->submitAnnouncementResponse(Survey{}, {}, true, done); }));
+  // The suppress flag set for the id-less response is still set: this dismissal stays silent,
+  // the one after it is heard.
+  for (const char* event : {"checkout", "promo"}) {
+    sdk->showAnnouncement(event, outcomes);
+    sdk->dismissCurrentAnnouncement();
+  }
+  sdk.settle();
+  EXPECT_EQ(outcomes->calls, (std::vector<std::string>{"a-dismissed a2"}));
 }
 
 TEST_F(TarnwellDeliveryTest, ANewStartUpReplacesTheManagersAndKeepsObservingThem) {
