@@ -29,6 +29,7 @@
 #include <tarnwell/platform/key_value_store.h>
 #include <tarnwell/platform/main_context.h>
 #include <tarnwell/platform/published.h>
+#include <tarnwell/presentation/announcement_presenter_view.h>
 #include <tarnwell/sdk/facade.h>
 #include <tarnwell/sdk/sdk_state.h>
 #include <tarnwell/sdk/user_debug_state.h>
