@@ -253,7 +253,8 @@ void AnnouncementPresenterView::close() {
 ui::Node AnnouncementPresenterView::header() const {
   std::vector<ui::Node> rows;
   if (layout_ == AnnouncementLayout::feature) {
-    rows.push_back(iconURL_ ? ui::image(*iconURL_, "sparkles") : ui::symbol("sparkles"));
+    // A broken icon falls back to the picture symbol; without an icon the card shows sparkles.
+    rows.push_back(iconURL_ ? ui::image(*iconURL_, std::string(kImageFallbackSymbol)) : ui::symbol("sparkles"));
   }
   rows.push_back(ui::text(title_, ui::TextRole::title, titleColor_));
   if (subtitle_) rows.push_back(ui::text(*subtitle_, ui::TextRole::subtitle, subtitleColor_));

@@ -124,6 +124,21 @@ TEST(AnnouncementPresenterViewTest, ButtonTextsTakeTheStructureElseTheDefaultsOf
   }
 }
 
+TEST(AnnouncementPresenterViewTest, TheFeatureCardShowsItsIconWithThePictureSymbolAsFallback) {
+  AnnouncementPresenterView withIcon(
+      announcementWith("feature_announcement", R"({"iconUrl":" https://cdn.example/icon.png "})"), {});
+  ui::Node icon = withIcon.tree().children.at(1).children.at(0);
+  EXPECT_EQ(icon.kind, ui::Kind::image);
+  EXPECT_EQ(icon.imageURL, "https://cdn.example/icon.png");
+  EXPECT_EQ(icon.symbol, "photo.on.rectangle.angled");
+
+  AnnouncementPresenterView withoutIcon(announcementWith("feature_announcement", R"({"iconUrl":"  "})"), {});
+  EXPECT_EQ(withoutIcon.tree().children.at(1).children.at(0).symbol, "sparkles");
+  // Other layouts draw no icon: the title comes first.
+  AnnouncementPresenterView notice(announcementWith("", R"({"iconUrl":"https://cdn.example/icon.png"})"), {});
+  EXPECT_EQ(notice.tree().children.at(1).children.at(0).text, "Spring news");
+}
+
 TEST(AnnouncementPresenterViewTest, BulletsLoseTheirMarksAndTheViewDrawsItsOwnMarkAsANode) {
   AnnouncementPresenterView view(
       announcementWith("feature_announcement", R"({"description":"Meet the new editor.\\nIt saves as you type.\\n\\n  ",
