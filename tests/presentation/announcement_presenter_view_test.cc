@@ -288,6 +288,11 @@ TEST(AnnouncementPresenterViewTest, TheCarouselPagesWithItsPositionLineAndSendsT
             (Texts{"Spring news", "Welcome", "Start here", "Item 1 of 3", "Get Started", "Skip"}));
 
   ASSERT_TRUE(screen.tap("Get Started"));
+  ASSERT_TRUE(screen.page("announcement/a_7/carousel", 1));
+  ui::Node second = screen.find("announcement/a_7/carousel")->children.at(1);
+  EXPECT_EQ(second.background, (Color{0, 0, 0, 1}));
+  EXPECT_EQ(second.children.at(0).color, (Color{1, 1, 1, 1}));
+  EXPECT_TRUE(contains(screen.visibleTexts(), "Item 2 of 3"));
   ASSERT_TRUE(screen.page("announcement/a_7/carousel", 2));
   EXPECT_EQ(view.selectedCarouselIndex(), 2);
   EXPECT_TRUE(contains(screen.visibleTexts(), "Item 3 of 3"));
