@@ -298,6 +298,26 @@ TEST(SurveyPresenterViewTest, BlankFeedbackAddsNoEntryAndALateCompletionAfterThe
   late(true);
 }
 
+TEST(SurveyPresenterViewTest, FeedbackTextGoesOnlyToAFollowUpQuestionFromTheSecondOnOrToATextFeedback) {
+  Host host;
+  // The first question is never its own follow-up, even when it is a text question.
+  SurveyPresenterView thumbs(makeSurvey("thumbs_feedback", R"({"questions":[{"id":"t","type":"text"}]})"),
+                             host.actions());
+  EXPECT_EQ(thumbs.followUpQuestion(), nullptr);
+  thumbs.setAnswer(thumbs.questions()[0], true);
+  thumbs.setFeedbackText("Nice");
+  thumbs.submit();
+  // Without a follow-up question only a text feedback keeps the words, under its first question.
+  SurveyPresenterView stars(makeSurvey("star_rating", R"({"questions":[{"id":"r"},{"id":"x","type":"rating"}]})"),
+                            host.actions());
+  stars.setAnswer(stars.questions()[0], 3);
+  stars.setFeedbackText("Nice");
+  stars.submit();
+  ASSERT_EQ(host.sent.size(), 2u);
+  EXPECT_EQ(host.sent[0].responses, (JSONObject{{"t", true}}));
+  EXPECT_EQ(host.sent[1].responses, (JSONObject{{"r", 3}}));
+}
+
 TEST(SurveyPresenterViewTest, CloseAndDismissCallDismissAndNeverSubmit) {
   Screen screen(makeSurvey("thumbs_feedback", R"({"questions":[{"id":"t"}]})"));
   screen.tap("Helpful");

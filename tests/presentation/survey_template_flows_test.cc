@@ -116,7 +116,9 @@ TEST(SurveyTemplateFlowsTest, EachSingleQuestionTemplateShowsItsTextsAndSendsIts
     Flow flow(c.templateId, c.structure);
     expectShows(flow, c.texts);
     for (const std::string& target : c.taps) EXPECT_TRUE(flow.tap(target)) << target;
-    if (c.typed) EXPECT_TRUE(flow.type("@placeholder:" + c.typed->first, c.typed->second));
+    if (c.typed) {
+      EXPECT_TRUE(flow.type("@placeholder:" + c.typed->first, c.typed->second));
+    }
     ASSERT_TRUE(flow.tap("survey/s1/submit"));
     ASSERT_EQ(flow.sent.size(), 1u);
     EXPECT_EQ(flow.sent[0], c.sent);
