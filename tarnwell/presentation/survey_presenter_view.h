@@ -6,8 +6,8 @@
 // resolved. The overlay host hands it the two ways out: a submission and a dismissal.
 //
 //   SurveyPresenterView view(survey, {
-//       .submit = [&](const Survey& s, JSONObject answers, bool completed, auto done) {
-//         sdk.submitSurveyResponse(s, answers, completed, [done](bool ok) { done(ok); });
+//       .submit = [&](const Survey& s, JSONObject answers, bool completed, std::function<void(bool)> done) {
+//         sdk.submitSurveyResponse(s, std::move(answers), completed, std::move(done));
 //       },
 //       .dismiss = [&] { sdk.dismissCurrentSurvey(); }});
 //   testing::HeadlessDriver screen([&] { return view.tree(); });

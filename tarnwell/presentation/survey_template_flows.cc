@@ -385,7 +385,8 @@ ui::Node SurveyPresenterView::customerDiscoveryFlow(int step) {
     return ui::vstack({header(std::nullopt, title(), subtitle()),
                        choiceList(root_.question(key), options, answerFor(key),
                                   [this, key](std::string value) { writeAnswer(key, value); }),
-                       stepButtons(!hasSecondStep(), true, false, "Next")},
+                       // Step 1 is the point of the survey: nothing goes out before it is answered.
+                       stepButtons(!hasSecondStep(), answerFor(key).has_value(), false, "Next")},
                       16);
   }
   return ui::vstack(
@@ -413,7 +414,8 @@ ui::Node SurveyPresenterView::productMarketFitFlow(int step) {
     return ui::vstack({header(std::nullopt, title(), subtitle()),
                        choiceList(root_.question(key), options, answerFor(key),
                                   [this, key](std::string value) { writeAnswer(key, value); }),
-                       stepButtons(!hasSecondStep(), true, false, "Next")},
+                       // Step 1 is the point of the survey: nothing goes out before it is answered.
+                       stepButtons(!hasSecondStep(), answerFor(key).has_value(), false, "Next")},
                       16);
   }
   const bool benefit = pmfShowsBenefit();

@@ -187,8 +187,10 @@ TEST(SurveyTemplateFlowsTest, CustomerDiscoveryOffersStepTwoOnlyForAnswersInTheF
                         "This helps us understand your engagement patterns", "This week",
                         "I used it within the past 7 days", "During last 30 days", "I used it within the past month",
                         "It's been a while", "It has been more than a month since I last used it"});
+  EXPECT_FALSE(builtIn.tap("Submit"));  // nothing chosen yet
   builtIn.tap("This week");
   EXPECT_FALSE(builtIn.has("survey/s1/next"));  // no second step: the button submits
+  EXPECT_TRUE(builtIn.screen->find("Submit")->enabled);
   builtIn.tap("It's been a while");
   ASSERT_TRUE(builtIn.tap("Next"));
   expectShows(builtIn, {"What would make you use our service more frequently?",
