@@ -178,6 +178,9 @@ class TARNWELL_API SurveyPresenterView {
   ui::Node submitButton(bool enabled);
   ui::Node singleQuestionFlow();
   ui::Node postSupportFlow(int step);
+  // The first step of discovery and fit: one choice stored under `key`, the survey's own options
+  // or the built-in ones.
+  ui::Node firstChoiceStep(const std::string& key, std::vector<SurveyOption> builtIn);
   ui::Node customerDiscoveryFlow(int step);
   ui::Node productMarketFitFlow(int step);
   ui::Node exitSurveyFlow(int step);

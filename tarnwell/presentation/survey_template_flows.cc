@@ -4,49 +4,22 @@
 #include <tarnwell/presentation/survey_presenter_view.h>
 
 #include <algorithm>
-#include <array>
-#include <climits>
-#include <initializer_list>
+#include <string>
 #include <utility>
+#include <vector>
 
-#include "tarnwell/core/detail/text.h"
 #include "tarnwell/presentation/detail/survey_template_rules.h"
 
 namespace tarnwell {
 
 namespace {
 
-constexpr Color kAccent{0.0, 0.48, 1.0, 1.0};
 constexpr Color kStarOn{1.0, 0.8, 0.0, 1.0};
 constexpr Color kStarOff{0.78, 0.78, 0.8, 1.0};
 // A rating row never draws more stars than this, whatever range the document names.
 constexpr std::int64_t kMaxStars = 10;
 constexpr int kNpsMax = 10;
 constexpr std::int64_t kCsatMax = 5;
-
-std::optional<int> fieldLimit(std::optional<std::int64_t> maxLength) {
-  if (!maxLength) return std::nullopt;
-  return static_cast<int>(std::clamp<std::int64_t>(*maxLength, 0, INT_MAX));
-}
-
-std::string textOf(const std::optional<JSONValue>& value) {
-  if (!value) return {};
-  return value->stringifyScalar().value_or("");
-}
-
-std::string cleanedOr(const SurveyQuestion* question, std::optional<std::string> SurveyQuestion::*field,
-                      const char* fallback) {
-  if (question) {
-    if (auto text = detail::cleanedText(question->*field)) return *text;
-  }
-  return fallback;
-}
-
-std::vector<SurveyOption> builtInOptions(std::initializer_list<std::array<const char*, 3>> rows) {
-  std::vector<SurveyOption> options;
-  for (const auto& [value, label, description] : rows) options.push_back({value, label, description});
-  return options;
-}
 
 }  // namespace
 
@@ -110,7 +83,7 @@ ui::Node SurveyPresenterView::npsRow(const SurveyQuestion* question, int index) 
     const bool chosen = current && *current == score;
     scores.push_back(ui::button(node.part("score", score), std::to_string(score), [this, question, score] {
                        answer(question, score);
-                     }).withBackground(chosen ? std::optional<Color>(kAccent) : std::nullopt));
+                     }).withBackground(chosen ? std::optional<Color>(detail::kSurveyAccent) : std::nullopt));
   }
   return ui::vstack({ui::hstack(std::move(scores), 4),
                      ui::hstack({ui::text("Not likely", ui::TextRole::caption, secondaryText_), ui::spacer(),
@@ -123,9 +96,10 @@ ui::Node SurveyPresenterView::csatRow(const SurveyQuestion* question, int index)
   const std::int64_t top = std::min(question ? question->scale.value_or(kCsatMax) : kCsatMax, kCsatMax);
   std::vector<ui::Node> scores;
   for (int score = 1; score <= top; ++score) {
-    scores.push_back(ui::button(node.part("csat", score), std::to_string(score), [this, question, score] {
-                       selectCsatScore(question, score);
-                     }).withBackground(score == csatSelectedScore_ ? std::optional<Color>(kAccent) : std::nullopt));
+    scores.push_back(
+        ui::button(node.part("csat", score), std::to_string(score), [this, question, score] {
+          selectCsatScore(question, score);
+        }).withBackground(score == csatSelectedScore_ ? std::optional<Color>(detail::kSurveyAccent) : std::nullopt));
   }
   return ui::hstack(std::move(scores), 8);
 }
@@ -146,7 +120,7 @@ ui::Node SurveyPresenterView::thumbsRow(const SurveyQuestion* question, int inde
 ui::Node SurveyPresenterView::choiceList(const ui::NodeId& node, const std::vector<SurveyOption>& options,
                                          const std::optional<JSONValue>& current,
                                          std::function<void(std::string)> choose) {
-  const std::string chosen = textOf(current);
+  const std::string chosen = detail::answerText(current);
   std::vector<ui::Node> rows;
   int position = 0;
   for (const SurveyOption& option : options) {
@@ -207,13 +181,14 @@ ui::Node SurveyPresenterView::emojiRow(const SurveyQuestion* question, int index
              {"very_happy", "\U0001F929"}};
   }
   const std::optional<JSONValue> current = answerOf(question);
-  const std::string chosen = textOf(current);
+  const std::string chosen = detail::answerText(current);
   std::vector<ui::Node> row;
   int position = 0;
-  for (auto& [value, glyph] : faces) {
+  for (auto& face : faces) {
+    const std::string value = face.first;
     const bool selected = current && chosen == value;
-    row.push_back(ui::choiceRow(node.part("emoji", position++), std::move(glyph), ui::ChoiceStyle::emoji, selected,
-                                [this, question, value] { answer(question, value); }));
+    row.push_back(ui::choiceRow(node.part("emoji", position++), std::move(face.second), ui::ChoiceStyle::emoji,
+                                selected, [this, question, value] { answer(question, value); }));
   }
   return ui::hstack(std::move(row), 8);
 }
@@ -221,27 +196,27 @@ ui::Node SurveyPresenterView::emojiRow(const SurveyQuestion* question, int index
 ui::Node SurveyPresenterView::feedbackEditor(const std::string& placeholder) {
   const SurveyQuestion* followUp = followUpQuestion();
   return ui::textEditor(root_.part("feedback"), feedbackText_, placeholder,
-                        fieldLimit(followUp ? followUp->maxLength : std::nullopt),
+                        detail::fieldLimit(followUp ? followUp->maxLength : std::nullopt),
                         [this](std::string text) { setFeedbackText(std::move(text)); });
 }
 
 ui::Node SurveyPresenterView::followUpField(const char* title, const char* subtitle, const char* placeholder) {
   const SurveyQuestion* followUp = followUpQuestion();
   std::vector<ui::Node> rows{
-      ui::text(cleanedOr(followUp, &SurveyQuestion::title, title), ui::TextRole::subtitle, primaryText_)};
+      ui::text(detail::questionTextOr(followUp, &SurveyQuestion::title, title), ui::TextRole::subtitle, primaryText_)};
   if (auto own = followUp ? detail::cleanedText(followUp->subtitle) : std::nullopt) {
     rows.push_back(bodyText(std::move(*own)));
   } else if (subtitle) {
     rows.push_back(bodyText(subtitle));
   }
-  rows.push_back(feedbackEditor(cleanedOr(followUp, &SurveyQuestion::placeholder, placeholder)));
+  rows.push_back(feedbackEditor(detail::questionTextOr(followUp, &SurveyQuestion::placeholder, placeholder)));
   return ui::vstack(std::move(rows), 6);
 }
 
 ui::Node SurveyPresenterView::submitButton(bool enabled) {
   return ui::button(root_.part("submit"), submitButtonText(), [this] { submit(); })
       .withEnabled(enabled && !isSubmitting_)
-      .withBackground(kAccent);
+      .withBackground(detail::kSurveyAccent);
 }
 
 ui::Node SurveyPresenterView::actionRow(bool submitEnabled) {
@@ -288,8 +263,8 @@ ui::Node SurveyPresenterView::questionControl(const SurveyQuestion& question, in
   } else if (type == "thumbsfeedback") {
     rows.push_back(thumbsRow(q, index));
   } else {
-    rows.push_back(ui::textField(node.part("text"), textOf(answerOf(q)), question.placeholder.value_or(""),
-                                 fieldLimit(question.maxLength),
+    rows.push_back(ui::textField(node.part("text"), detail::answerText(answerOf(q)), question.placeholder.value_or(""),
+                                 detail::fieldLimit(question.maxLength),
                                  [this, q](std::string text) { answer(q, std::move(text)); }));
   }
   return ui::vstack(std::move(rows), 6);
@@ -311,7 +286,8 @@ ui::Node SurveyPresenterView::singleQuestionFlow() {
       rows.push_back(followUpField("Tell us more", "Any additional feedback?", "Share your feedback..."));
       break;
     case SurveyTemplateKind::textFeedback:
-      rows.push_back(feedbackEditor(cleanedOr(first, &SurveyQuestion::placeholder, "Share your thoughts...")));
+      rows.push_back(
+          feedbackEditor(detail::questionTextOr(first, &SurveyQuestion::placeholder, "Share your thoughts...")));
       break;
     case SurveyTemplateKind::nps:
       rows.push_back(npsRow(first, 0));
@@ -336,142 +312,6 @@ ui::Node SurveyPresenterView::singleQuestionFlow() {
       break;
   }
   rows.push_back(actionRow(primaryReady()));
-  return ui::vstack(std::move(rows), 16);
-}
-
-ui::Node SurveyPresenterView::postSupportFlow(int step) {
-  const SurveyQuestion* first = primaryQuestion();
-  const std::optional<JSONValue> current = answerOf(first);
-  const bool* helpful = current ? current->asBool() : nullptr;
-  if (step == 0) {
-    const ui::NodeId node = questionNode(first, 0);
-    return ui::vstack(
-        {header("Support follow-up", title(), subtitle()),
-         ui::choiceRow(node.part("option", 0), "That answer resolved what you needed.", ui::ChoiceStyle::single,
-                       helpful && *helpful, [this, first] { answer(first, true); }),
-         ui::choiceRow(node.part("option", 1), "Something still felt incomplete or off.", ui::ChoiceStyle::single,
-                       helpful && !*helpful, [this, first] { answer(first, false); }),
-         stepButtons(false, canGoOn(), true, "Continue")},
-        16);
-  }
-  const SurveyQuestion* followUp = followUpQuestion();
-  if (helpful && *helpful) {
-    return ui::vstack({header("Support follow-up", "Any additional feedback?", std::nullopt),
-                       bodyText("Optional notes help our team understand what felt confusing, incomplete, or "
-                                "frustrating."),
-                       feedbackEditor(cleanedOr(followUp, &SurveyQuestion::placeholder, "")),
-                       stepButtons(true, true, true, "Continue")},
-                      16);
-  }
-  return ui::vstack({header("Support follow-up", "Tell us more", std::nullopt),
-                     bodyText("Optional, but especially helpful when support missed the mark."),
-                     feedbackEditor(cleanedOr(followUp, &SurveyQuestion::placeholder, "Tell us how we can improve...")),
-                     stepButtons(true, true, true, "Continue")},
-                    16);
-}
-
-ui::Node SurveyPresenterView::customerDiscoveryFlow(int step) {
-  const SurveyQuestion* first = primaryQuestion();
-  const SurveyQuestion* second = followUpQuestion();
-  if (step == 0) {
-    const std::string key = customerDiscoveryKey();
-    std::vector<SurveyOption> options =
-        first && !first->options.empty()
-            ? first->options
-            : builtInOptions(
-                  {{"this_week", "This week", "I used it within the past 7 days"},
-                   {"last_30_days", "During last 30 days", "I used it within the past month"},
-                   {"been_a_while", "It's been a while", "It has been more than a month since I last used it"}});
-    return ui::vstack({header(std::nullopt, title(), subtitle()),
-                       choiceList(root_.question(key), options, answerFor(key),
-                                  [this, key](std::string value) { writeAnswer(key, value); }),
-                       // Step 1 is the point of the survey: nothing goes out before it is answered.
-                       stepButtons(!hasSecondStep(), answerFor(key).has_value(), false, "Next")},
-                      16);
-  }
-  return ui::vstack(
-      {header(std::nullopt,
-              cleanedOr(second, &SurveyQuestion::title, "What would make you use our service more frequently?"),
-              cleanedOr(second, &SurveyQuestion::subtitle,
-                        "Optional feedback that helps us understand what would create more value for you.")),
-       feedbackEditor(
-           cleanedOr(second, &SurveyQuestion::placeholder, "Please share what features or improvements would help...")),
-       stepButtons(true, true, false, "Next")},
-      16);
-}
-
-ui::Node SurveyPresenterView::productMarketFitFlow(int step) {
-  const SurveyQuestion* first = primaryQuestion();
-  if (step == 0) {
-    const std::string key = productMarketFitKey();
-    std::vector<SurveyOption> options =
-        first && !first->options.empty()
-            ? first->options
-            : builtInOptions(
-                  {{"very_disappointed", "Very disappointed", "It would be a significant loss for me"},
-                   {"somewhat_disappointed", "Somewhat disappointed", "I would miss it but could find alternatives"},
-                   {"not_disappointed", "Not disappointed", "It wouldn't really affect me"}});
-    return ui::vstack({header(std::nullopt, title(), subtitle()),
-                       choiceList(root_.question(key), options, answerFor(key),
-                                  [this, key](std::string value) { writeAnswer(key, value); }),
-                       // Step 1 is the point of the survey: nothing goes out before it is answered.
-                       stepButtons(!hasSecondStep(), answerFor(key).has_value(), false, "Next")},
-                      16);
-  }
-  const bool benefit = pmfShowsBenefit();
-  const SurveyQuestion* found = pmfQuestion(benefit ? "primary_benefit" : "improvement_suggestions");
-  const std::string key = found && found->id ? *found->id : "improvement_suggestions";
-  std::vector<ui::Node> rows;
-  if (benefit) {
-    rows.push_back(header(std::nullopt, "What is the primary benefit you get from our service?", std::nullopt));
-    rows.push_back(bodyText("A short answer helps us better understand the value you expect from this experience."));
-  } else {
-    rows.push_back(header(std::nullopt, "What could we do to make our service more valuable to you?", std::nullopt));
-  }
-  rows.push_back(
-      ui::textEditor(root_.question(key).part("text"), textOf(answerFor(key)),
-                     benefit ? "Please describe the main value you receive..." : "Your suggestions help us improve...",
-                     fieldLimit(found ? found->maxLength : std::nullopt),
-                     [this, key](std::string text) { writeAnswer(key, std::move(text)); }));
-  rows.push_back(stepButtons(true, true, false, "Next"));
-  return ui::vstack(std::move(rows), 16);
-}
-
-ui::Node SurveyPresenterView::exitSurveyFlow(int step) {
-  const SurveyQuestion* first = primaryQuestion();
-  if (step == 0) {
-    return ui::vstack({header(std::nullopt, title(), subtitle()),
-                       ui::text(cleanedOr(first, &SurveyQuestion::title, "What is the main reason you're leaving?"),
-                                ui::TextRole::subtitle, primaryText_),
-                       choiceList(questionNode(first, 0), first ? first->options : std::vector<SurveyOption>{},
-                                  answerOf(first), [this, first](std::string value) { answer(first, value); }),
-                       stepButtons(false, canGoOn(), true, "Next")},
-                      16);
-  }
-  const SurveyQuestion* followUp = followUpQuestion();
-  return ui::vstack(
-      {header(std::nullopt, cleanedOr(followUp, &SurveyQuestion::title, "What could we have done better?"),
-              std::nullopt),
-       bodyText("Optional feedback gives us the context we need to improve the experience."),
-       feedbackEditor(cleanedOr(followUp, &SurveyQuestion::placeholder, "Tell us more about your experience...")),
-       stepButtons(true, true, true, "Next")},
-      16);
-}
-
-ui::Node SurveyPresenterView::multiStepFlow(int step) {
-  const int count = stepCount();
-  std::vector<ui::Node> rows{header(std::nullopt, title(), subtitle()),
-                             ui::text("Step " + std::to_string(step + 1) + " of " + std::to_string(count),
-                                      ui::TextRole::caption, secondaryText_),
-                             ui::progress(static_cast<double>(step + 1) / count, kAccent)};
-  const bool onLast = step + 1 >= count;
-  bool ready = true;
-  if (!questions_.empty()) {
-    const SurveyQuestion& question = questions_[static_cast<std::size_t>(step)];
-    rows.push_back(questionControl(question, step));
-    ready = !question.required || isAnswered(question);
-  }
-  rows.push_back(stepButtons(onLast, ready, true, "Next"));
   return ui::vstack(std::move(rows), 16);
 }
 

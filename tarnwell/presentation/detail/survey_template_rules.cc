@@ -1,6 +1,8 @@
 #include "tarnwell/presentation/detail/survey_template_rules.h"
 
+#include <algorithm>
 #include <array>
+#include <climits>
 #include <cstdint>
 #include <utility>
 
@@ -13,6 +15,24 @@ std::optional<std::string> cleanedText(const std::optional<std::string>& text) {
   std::string_view trimmed = trimWhitespaceAndNewlines(*text);
   if (trimmed.empty()) return std::nullopt;
   return std::string(trimmed);
+}
+
+std::string questionTextOr(const SurveyQuestion* question, std::optional<std::string> SurveyQuestion::*field,
+                           std::string_view fallback) {
+  if (question) {
+    if (auto text = cleanedText(question->*field)) return *text;
+  }
+  return std::string(fallback);
+}
+
+std::string answerText(const std::optional<JSONValue>& value) {
+  if (!value) return {};
+  return value->stringifyScalar().value_or("");
+}
+
+std::optional<int> fieldLimit(std::optional<std::int64_t> maxLength) {
+  if (!maxLength) return std::nullopt;
+  return static_cast<int>(std::clamp<std::int64_t>(*maxLength, 0, INT_MAX));
 }
 
 std::string normalisedQuestionType(const std::optional<std::string>& type) {

@@ -12,11 +12,14 @@
 // std::bad_alloc.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include <tarnwell/core/color.h>
+#include <tarnwell/core/json_value.h>
 #include <tarnwell/presentation/survey_presenter_view.h>
 #include <tarnwell/surveys/survey_structure.h>
 
@@ -24,6 +27,19 @@ namespace tarnwell::detail {
 
 // Trimmed text, or absent when nothing is left (or there was no text).
 std::optional<std::string> cleanedText(const std::optional<std::string>& text);
+
+// The tint of chosen scores and of the submit button.
+inline constexpr Color kSurveyAccent{0.0, 0.48, 1.0, 1.0};
+
+// The cleaned text of a question's field, otherwise `fallback` (also when there is no question).
+std::string questionTextOr(const SurveyQuestion* question, std::optional<std::string> SurveyQuestion::*field,
+                           std::string_view fallback);
+
+// An answer as a field or a choice reads it: its scalar text, empty for none.
+std::string answerText(const std::optional<JSONValue>& value);
+
+// A field's maxLength for the node tree: clamped to 0...INT_MAX.
+std::optional<int> fieldLimit(std::optional<std::int64_t> maxLength);
 
 // Lower case, every '_' and '-' removed, trimmed; an absent type is empty.
 std::string normalisedQuestionType(const std::optional<std::string>& type);
