@@ -35,6 +35,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <tarnwell/core/color.h>
@@ -143,8 +144,8 @@ class TARNWELL_API SurveyPresenterView {
   std::string customerDiscoveryKey() const;
   std::string productMarketFitKey() const;
   std::vector<std::string> customerDiscoveryFollowUpSet() const;
-  // The PMF second-step question, whether its answer leads to the benefit set, and whether it
-  // leads to a second step at all.
+  // Product-market fit: the text question whose id holds `idWord`, the step 1 answers that lead
+  // to it, and whether the answer given leads to the benefit question.
   const SurveyQuestion* pmfQuestion(std::string_view idWord) const;
   std::vector<std::string> pmfAnswersLeadingTo(std::string_view idWord) const;
   bool pmfShowsBenefit() const;
@@ -159,7 +160,7 @@ class TARNWELL_API SurveyPresenterView {
   std::optional<JSONValue> answerOf(const SurveyQuestion* question) const;
   void answer(const SurveyQuestion* question, JSONValue value);
 
-  // Tree pieces (survey_template_flows.cc).
+  // Tree pieces (survey_template_flows.cc; the step flows in survey_step_flows.cc).
   ui::Node header(std::optional<std::string> eyebrow, std::string title, std::optional<std::string> subtitle);
   ui::Node bodyText(std::string words) const;
   ui::Node questionControl(const SurveyQuestion& question, int index);
