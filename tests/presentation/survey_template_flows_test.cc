@@ -145,6 +145,21 @@ TEST(SurveyTemplateFlowsTest, RatingDrawsItsRangeWithLabelsAndNeverMoreThanTenSt
   EXPECT_EQ(csat.view->csatSelectedScore(), 2);
 }
 
+TEST(SurveyTemplateFlowsTest, HugeAndOutOfRangeValuesFallBackInsteadOfBreakingTheView) {
+  const std::string longTitle(100000, 'x');
+  Flow flow("anything", R"({"title":")" + longTitle + R"(","questions":[
+      {"id":"r","type":"rating","minRating":7,"maxRating":2},{"id":"c","type":"csat","scale":-3},
+      {"id":"t","type":"text","maxLength":-5},{"id":"m","type":"multiple_choice","maxSelections":-1,"options":["A"]}]})");
+  expectShows(flow, {longTitle});
+  EXPECT_TRUE(flow.has("survey/s1/q/r/star/7"));  // an upside-down range draws its lower end alone
+  EXPECT_FALSE(flow.has("survey/s1/q/r/star/8"));
+  EXPECT_FALSE(flow.has("survey/s1/q/c/csat/1"));
+  ASSERT_TRUE(flow.type("survey/s1/q/t/text", "words"));
+  EXPECT_EQ(flow.view->answers(), (JSONObject{{"t", ""}}));
+  EXPECT_TRUE(flow.tap("A"));  // a negative limit is already reached
+  EXPECT_EQ(flow.view->answers().size(), 1u);
+}
+
 TEST(SurveyTemplateFlowsTest, EmojiOptionsOfTheSurveyShowTheGlyphOfTheirFirstMoodWord) {
   const std::vector<std::pair<std::string, std::string>> cases{
       {"very_sad", "\U0001F641"},  // caught by "sad" first, as the product does
