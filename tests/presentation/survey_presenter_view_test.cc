@@ -12,6 +12,8 @@
 
 #include <tarnwell/testing/headless_driver.h>
 
+#include "tests/presentation/shows_text.h"
+
 namespace tarnwell {
 namespace {
 
@@ -27,9 +29,7 @@ Survey makeSurvey(std::optional<std::string> templateId, std::optional<std::stri
   return survey;
 }
 
-bool shows(const Texts& texts, const std::string& text) {
-  return std::find(texts.begin(), texts.end(), text) != texts.end();
-}
+using testing::shows;
 
 // The host's side of the view: what it was asked to send and to dismiss, and the completion of
 // the submission in flight, which the test answers when it chooses.

@@ -10,16 +10,16 @@
 
 #include <tarnwell/presentation/survey_presenter_view.h>
 #include <tarnwell/testing/headless_driver.h>
+
 #include "tarnwell/presentation/detail/survey_template_rules.h"
+#include "tests/presentation/shows_text.h"
 
 namespace tarnwell {
 namespace {
 
 using Texts = std::vector<std::string>;
 
-bool shows(const Texts& texts, const std::string& text) {
-  return std::find(texts.begin(), texts.end(), text) != texts.end();
-}
+using testing::shows;
 
 // A survey on screen with a host that records what it was asked to do.
 struct Flow {
