@@ -30,6 +30,7 @@
 #include <tarnwell/platform/main_context.h>
 #include <tarnwell/platform/published.h>
 #include <tarnwell/presentation/announcement_presenter_view.h>
+#include <tarnwell/presentation/overlay_host.h>
 #include <tarnwell/presentation/survey_presenter_view.h>
 #include <tarnwell/sdk/facade.h>
 #include <tarnwell/sdk/sdk_state.h>

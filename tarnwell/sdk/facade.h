@@ -45,6 +45,7 @@
 #include <tarnwell/platform/key_value_store.h>
 #include <tarnwell/platform/main_context.h>
 #include <tarnwell/platform/published.h>
+#include <tarnwell/presentation/overlay_host.h>
 #include <tarnwell/sdk/sdk_state.h>
 #include <tarnwell/sdk/user_debug_state.h>
 #include <tarnwell/surveys/delivery_verdict.h>
@@ -239,6 +240,12 @@ class TARNWELL_API Tarnwell {
   void getAnnouncements(std::function<void(std::optional<std::vector<Survey>>)> completion);
   void getCurrentAnnouncement(std::function<void(std::optional<Survey>)> completion);
   [[nodiscard]] Subscription subscribeCurrentAnnouncement(std::function<void(const std::optional<Survey>&)> observer);
+
+  // ---- Views ---------------------------------------------------------------------------------
+  // What an overlay host watches and calls: the current survey and announcement, and the
+  // submit and dismiss operations above. The object must outlive the overlay.
+  //   TarnwellOverlayHost overlay(sdk.overlayFeeds(), [&] { return myScreen(); });
+  OverlayFeeds overlayFeeds();
 
   // ---- On-device counters, for diagnostics ------------------------------------------------
   // How often the event was counted for the current profile.

@@ -216,6 +216,22 @@ Subscription Tarnwell::subscribeCurrentAnnouncement(std::function<void(const std
   return impl_->announcements.current.subscribe(std::move(observer));
 }
 
+OverlayFeeds Tarnwell::overlayFeeds() {
+  OverlayFeeds feeds;
+  feeds.watchSurvey = [this](auto observer) { return subscribeCurrentSurvey(std::move(observer)); };
+  feeds.watchAnnouncement = [this](auto observer) { return subscribeCurrentAnnouncement(std::move(observer)); };
+  feeds.surveyActions.submit = [this](const Survey& survey, JSONObject responses, bool completed,
+                                      std::function<void(bool)> done) {
+    submitSurveyResponse(survey, std::move(responses), completed, std::move(done));
+  };
+  feeds.surveyActions.dismiss = [this] { dismissCurrentSurvey(); };
+  feeds.announcementActions.respond = [this](Survey announcement, JSONObject responses, bool completed) {
+    submitAnnouncementResponse(std::move(announcement), std::move(responses), completed);
+  };
+  feeds.announcementActions.dismiss = [this] { dismissCurrentAnnouncement(); };
+  return feeds;
+}
+
 void Tarnwell::getEventCount(std::string eventName, std::function<void(std::int64_t)> completion) {
   impl_->runOnMain([impl = impl_.get(), eventName = std::move(eventName), completion = std::move(completion)] {
     const std::int64_t count = impl->behavioralEventTracker().getEventCount(eventName);

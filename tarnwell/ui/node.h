@@ -67,12 +67,15 @@ struct Spring {
   bool operator==(const Spring&) const = default;
 };
 
-enum class TransitionEffect { opacity, moveFromBottom, moveFromTop, scale };
+enum class TransitionEffect { opacity, moveFromBottom, moveFromTop, scale, scaleWithOpacity };
 
 // How a node enters and leaves the screen; no spring means the toolkit's default timing.
 struct Transition {
   TransitionEffect effect = TransitionEffect::opacity;
   std::optional<Spring> spring;
+  // The value whose change animates the node: a renderer animates a leave and an enter when it
+  // changes, and nothing while it stays (absent stays absent).
+  std::optional<std::string> key;
 
   bool operator==(const Transition&) const = default;
 };
