@@ -21,5 +21,7 @@ void addContentCommands(CommandTable& table);
 void addFlagCommands(CommandTable& table);
 // The survey and announcement commands and the on-device counters (delivery_commands.cc).
 void addDeliveryCommands(CommandTable& table);
+// view, view-texts, view-tap, view-type, view-page: the overlay as a node tree (view_commands.cc).
+void addViewCommands(CommandTable& table);
 
 }  // namespace tarnwell::cli

@@ -50,6 +50,7 @@ bool CommandHost::execute(std::string_view line) {
 
   const auto [name, arguments] = splitFirstWord(text);
   JSONObject result{{"cmd", JSONValue(name)}};
+  linesAfterResult_.clear();
   try {
     const CommandHandler* handler = commands_.find(name);
     if (handler == nullptr) {
@@ -61,8 +62,11 @@ bool CommandHost::execute(std::string_view line) {
   } catch (const std::exception& error) {
     // A handler's failure is its command's result; the host goes on with the next line.
     result = JSONObject{{"cmd", JSONValue(name)}, {"error", JSONValue(error.what())}};
+    linesAfterResult_.clear();
   }
   printLine(result);
+  for (const JSONObject& line : linesAfterResult_) printLine(line);
+  linesAfterResult_.clear();
   return !stopped_;
 }
 

@@ -23,7 +23,9 @@
 #include <mutex>
 #include <optional>
 #include <string_view>
+#include <vector>
 
+#include <tarnwell/presentation/overlay_host.h>
 #include <tarnwell/sdk/facade.h>
 #include <tarnwell/testing/virtual_clock.h>
 
@@ -101,6 +103,13 @@ class CommandHost {
   const std::shared_ptr<CallbackLines>& callbackLines() const noexcept { return callbackLines_; }
   // Writes `line` and a line end in one piece; any thread.
   void printLine(const JSONObject& line);
+  // Queues `line` to print right after the current command's result line; dropped when the
+  // command ends in an error. Command thread only.
+  void printAfterResult(JSONObject line) { linesAfterResult_.push_back(std::move(line)); }
+
+  // The overlay the view commands drive: null until one of them builds it. Built, read and
+  // operated on the main context only, where its feeds deliver.
+  std::unique_ptr<TarnwellOverlayHost>& overlay() noexcept { return overlay_; }
 
  private:
   // One round of waiting for the SDK to hold still; true when the main context ran something.
@@ -116,8 +125,11 @@ class CommandHost {
   std::shared_ptr<testing::VirtualClock> virtualClock_;
   std::shared_ptr<TransferWatch> transfers_;
   Tarnwell sdk_;
+  // After the SDK, so it is gone before the SDK whose feeds it watches.
+  std::unique_ptr<TarnwellOverlayHost> overlay_;
   CommandTable commands_;
   std::chrono::milliseconds waitLimit_;
+  std::vector<JSONObject> linesAfterResult_;
   bool stopped_ = false;
 };
 
