@@ -11,6 +11,7 @@ namespace {
 
 using ViewLines = std::vector<std::string>;
 
+// "c1", a two-slide carousel announcement, answers tour.
 // "v1", an NPS survey titled "Rate your checkout", answers the checkout_done event and may be
 // shown again. Its view: a close mark, eleven score buttons, an optional feedback field, and a
 // Submit button that stays disabled until a score is picked.
@@ -18,7 +19,10 @@ constexpr std::string_view kViewBundle = R"({"ok":true,"data":{"versions":{"surv
   {"$id":"v1","name":"Checkout NPS","templateId":"nps","status":"published","eventTriggerId":"checkout_done",
    "structure":"{\"type\":\"nps\",\"title\":\"Rate your checkout\"}",
    "targeting":"{\"rules\":[],\"audience\":\"all\",\"percentage\":100,\"frequency\":{\"showOncePerUser\":false,\"maxImpressions\":5}}"}],
-  "announcements":[],"liveCards":[],"featureFlags":[]}}})";
+  "announcements":[{"$id":"c1","name":"Tour","status":"published","eventTriggerId":"tour",
+    "templateId":"carousel_announcement",
+    "structure":"{\"items\":[{\"title\":\"First slide\",\"description\":\"One\"},{\"title\":\"Second slide\",\"description\":\"Two\"}]}"}],
+  "liveCards":[],"featureFlags":[]}}})";
 
 // The overlay with nothing current: the host's empty content layer alone.
 constexpr std::string_view kEmptyOverlayLine =
@@ -129,6 +133,37 @@ TEST_F(ViewCommandsTest, TypingAndTapsChangeTheNextTreeAndADisabledNodeAnswersFa
   run({"track checkout_done"});
   EXPECT_EQ(run({"view-tap survey/v1/close"}),
             (ViewLines{R"({"cmd":"view-tap","ok":true})", std::string(kEmptyOverlayLine)}));
+}
+
+TEST_F(ViewCommandsTest, ViewPageTurnsTheCarouselCountingFromZero) {
+  start();
+  run({"track tour"});
+  const ViewLines before = run({"view-texts"});
+  ASSERT_EQ(before.size(), 1u);
+  EXPECT_NE(before[0].find(R"("First slide")"), std::string::npos) << before[0];
+  EXPECT_NE(before[0].find(R"("Item 1 of 2")"), std::string::npos) << before[0];
+
+  ViewLines lines = run({"view-page announcement/c1/carousel 1", "view-texts"});
+  ASSERT_EQ(lines.size(), 3u);
+  EXPECT_EQ(lines[0], R"({"cmd":"view-page","ok":true})");
+  EXPECT_EQ(viewNodeWithId(overlayTreeOf(lines[1]), "announcement/c1/carousel")["selectedIndex"], JSONValue(1));
+  EXPECT_NE(lines[2].find(R"("Second slide")"), std::string::npos) << lines[2];
+  EXPECT_NE(lines[2].find(R"("Item 2 of 2")"), std::string::npos) << lines[2];
+  EXPECT_EQ(lines[2].find(R"("First slide")"), std::string::npos) << lines[2];
+
+  // No third page: nothing turns.
+  lines = run({R"(view-page "announcement/c1/carousel" 2)"});
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_EQ(lines[0], R"({"cmd":"view-page","ok":false})");
+  EXPECT_EQ(viewNodeWithId(overlayTreeOf(lines[1]), "announcement/c1/carousel")["selectedIndex"], JSONValue(1));
+}
+
+TEST_F(ViewCommandsTest, ATapThatDismissesPrintsTheCallbackLineBeforeItsResultAndTheTreeAfter) {
+  start();
+  run({"show-survey checkout_done"});
+  EXPECT_EQ(run({"view-tap @symbol:xmark"}),
+            (ViewLines{R"({"callback":"onSurveyDismissed","surveyId":"v1"})", R"({"cmd":"view-tap","ok":true})",
+                       std::string(kEmptyOverlayLine)}));
 }
 
 TEST_F(ViewCommandsTest, ATargetThatNamesNothingAnswersFalseWithTheTreeAndBadArgumentsAreErrorLines) {

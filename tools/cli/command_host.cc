@@ -40,6 +40,18 @@ CommandHost::CommandHost(TarnwellSDKConfig config, HostOptions options, std::ost
       commands_(std::move(commands)),
       waitLimit_(waitLimit) {}
 
+CommandHost::~CommandHost() {
+  if (!overlay_) return;
+  // The overlay's watches deliver on the main context, so it goes there, between deliveries. The
+  // task owns it: if the wait gives up, the task still ends it without this host.
+  auto released = std::make_shared<Handover<bool>>();
+  sdk_.mainContext().post([overlay = std::shared_ptr<TarnwellOverlayHost>(std::move(overlay_)), released]() mutable {
+    overlay.reset();
+    released->give(true);
+  });
+  await(*released, waitLimit_);
+}
+
 bool CommandHost::execute(std::string_view line) {
   const std::string_view text = trimBlanks(line);
   if (text.empty() || text.front() == '#') {

@@ -46,6 +46,7 @@ class CommandHost {
   // clock in the options makes advanceClock() available.
   CommandHost(TarnwellSDKConfig config, HostOptions options, std::ostream& out,
               CommandTable commands = builtinCommands(), std::chrono::milliseconds waitLimit = kDefaultWaitLimit);
+  ~CommandHost();
   CommandHost(const CommandHost&) = delete;
   CommandHost& operator=(const CommandHost&) = delete;
 
