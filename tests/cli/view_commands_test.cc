@@ -11,13 +11,13 @@ namespace {
 
 using ViewLines = std::vector<std::string>;
 
-// "c1", a two-slide carousel announcement, answers tour.
 // "v1", an NPS survey titled "Rate your checkout", answers the checkout_done event and may be
-// shown again. Its view: a close mark, eleven score buttons, an optional feedback field, and a
-// Submit button that stays disabled until a score is picked.
+// shown again. Its view: a close mark, eleven score buttons, a feedback field ("Why?", at most
+// five characters), and a Submit button that stays disabled until a score is picked. "c1", a
+// two-slide carousel announcement, answers tour.
 constexpr std::string_view kViewBundle = R"({"ok":true,"data":{"versions":{"surveys":"1"},"items":{"surveys":[
   {"$id":"v1","name":"Checkout NPS","templateId":"nps","status":"published","eventTriggerId":"checkout_done",
-   "structure":"{\"type\":\"nps\",\"title\":\"Rate your checkout\"}",
+   "structure":"{\"type\":\"nps\",\"questions\":[{\"id\":\"score\",\"type\":\"nps\",\"title\":\"Rate your checkout\"},{\"id\":\"why\",\"type\":\"text\",\"placeholder\":\"Why?\",\"maxLength\":5}]}",
    "targeting":"{\"rules\":[],\"audience\":\"all\",\"percentage\":100,\"frequency\":{\"showOncePerUser\":false,\"maxImpressions\":5}}"}],
   "announcements":[{"$id":"c1","name":"Tour","status":"published","eventTriggerId":"tour",
     "templateId":"carousel_announcement",
@@ -113,16 +113,25 @@ TEST_F(ViewCommandsTest, TypingAndTapsChangeTheNextTreeAndADisabledNodeAnswersFa
   EXPECT_EQ(lines[0], R"({"cmd":"view-tap","ok":false})");
   EXPECT_EQ(viewNodeWithId(overlayTreeOf(lines[1]), "survey/v1/submit")["enabled"], JSONValue(false));
 
-  lines = run({R"(view-type @placeholder:Optional feedback... "Fast and \"easy\"")"});
+  // A label names the score; the next tree lets Submit go.
+  lines = run({"view-tap 9"});
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_EQ(lines[0], R"({"cmd":"view-tap","ok":true})");
+  EXPECT_EQ(viewNodeWithId(overlayTreeOf(lines[1]), "survey/v1/submit")["enabled"], JSONValue(true));
+
+  // The field keeps the first five characters, its maxLength.
+  lines = run({R"(view-type @placeholder:Why? "Fast and \"easy\"")"});
   ASSERT_EQ(lines.size(), 2u);
   EXPECT_EQ(lines[0], R"({"cmd":"view-type","ok":true})");
-  EXPECT_EQ(viewNodeWithId(overlayTreeOf(lines[1]), "survey/v1/feedback")["text"], JSONValue("Fast and \"easy\""));
+  const JSONValue field = viewNodeWithId(overlayTreeOf(lines[1]), "survey/v1/feedback");
+  EXPECT_EQ(field["maxLength"], JSONValue(5));
+  EXPECT_EQ(field["text"], JSONValue("Fast "));
 
   // Typing replaces what the field held; an id written as a JSON string names it too.
-  lines = run({R"(view-type "survey/v1/feedback" "Quick")"});
+  lines = run({R"(view-type "survey/v1/feedback" "Ok")"});
   ASSERT_EQ(lines.size(), 2u);
   EXPECT_EQ(lines[0], R"({"cmd":"view-type","ok":true})");
-  EXPECT_EQ(viewNodeWithId(overlayTreeOf(lines[1]), "survey/v1/feedback")["text"], JSONValue("Quick"));
+  EXPECT_EQ(viewNodeWithId(overlayTreeOf(lines[1]), "survey/v1/feedback")["text"], JSONValue("Ok"));
 
   // A label names the first interactive node that shows it.
   EXPECT_EQ(run({"view-tap Dismiss", "current-survey"}),
