@@ -115,6 +115,20 @@ std::string symbolText(std::string_view name) {
 
 ImU32 textColor() { return ImGui::GetColorU32(ImGuiCol_Text); }
 
+// A layer on a light card takes ImGui's light palette, so default texts, buttons and fields stay
+// readable on it; a dark card keeps the dark one.
+int pushPaletteFor(const Color& background) {
+  const double luminance = 0.2126 * background.red + 0.7152 * background.green + 0.0722 * background.blue;
+  ImGuiStyle palette;
+  if (luminance > 0.5) {
+    ImGui::StyleColorsLight(&palette);
+  } else {
+    ImGui::StyleColorsDark(&palette);
+  }
+  for (int k = 0; k < ImGuiCol_COUNT; ++k) ImGui::PushStyleColor(k, palette.Colors[k]);
+  return ImGuiCol_COUNT;
+}
+
 }  // namespace
 
 std::optional<ItemRect> NodeRenderer::itemRect(std::string_view id) const {
@@ -142,6 +156,7 @@ void NodeRenderer::drawLayer(const ui::Node& layer, int index) {
   int styleColors = 0;
   int styleVars = 0;
   if (layer.background) {
+    styleColors += pushPaletteFor(*layer.background);
     ImGui::PushStyleColor(ImGuiCol_WindowBg, toImColor(*layer.background));
     ++styleColors;
   }
@@ -160,7 +175,11 @@ void NodeRenderer::drawLayer(const ui::Node& layer, int index) {
     ImGui::SetNextWindowSizeConstraints(ImVec2(width, 0), ImVec2(width, viewport->WorkSize.y * 0.95f));
     ImGui::PushStyleVar(ImGuiStyleVar_WindowRounding, static_cast<float>(std::clamp(layer.cornerRadius, 0.0, 24.0)));
     ImGui::PushStyleVar(ImGuiStyleVar_WindowPadding, ImVec2(18, 18));
-    styleVars += 2;
+    // Outlined, roomier controls: on a light card a field's frame would vanish otherwise.
+    ImGui::PushStyleVar(ImGuiStyleVar_FrameBorderSize, 1.0f);
+    ImGui::PushStyleVar(ImGuiStyleVar_FramePadding, ImVec2(8, 5));
+    ImGui::PushStyleVar(ImGuiStyleVar_FrameRounding, 4.0f);
+    styleVars += 5;
     const std::string name = "##tarnwell.layer." + std::to_string(index);
     ImGui::SetNextWindowFocus();
     ImGui::Begin(name.c_str(), nullptr,
