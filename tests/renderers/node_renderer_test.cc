@@ -75,6 +75,18 @@ TEST_F(HeadlessFrames, ClickingAScoreAnswersTheSurvey) {
   EXPECT_EQ(*score, JSONValue(7));
 }
 
+TEST_F(HeadlessFrames, ClickingADrawnStarRatesTheSurvey) {
+  Survey survey = testing::npsSurvey();
+  survey.templateId = "star_rating";
+  survey.structureJSON = R"({"questions":[{"id":"rating","type":"rating"}]})";
+  SurveyPresenterView view(survey, {});
+  frame(view.tree());
+  click("survey/s1/q/rating/star/4", [&] { return view.tree(); });
+  const JSONValue* rating = view.answers().find("rating");
+  ASSERT_NE(rating, nullptr);
+  EXPECT_EQ(*rating, JSONValue(4));
+}
+
 TEST_F(HeadlessFrames, ADisabledButtonIgnoresTheClick) {
   int taps = 0;
   auto build = [&](bool enabled) {
