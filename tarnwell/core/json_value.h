@@ -215,4 +215,8 @@ inline void JSONObject::reserve(std::size_t count) { members_.reserve(count); }
 // The text of a number as stringValue gives it: "3.0", "0.1", "1e-05", "1e+20".
 TARNWELL_API std::string shortestNumberText(double number);
 
+// The text, or JSON null when it is absent: how payloads send an optional text as a key that is
+// always there.
+inline JSONValue textOrNull(const std::optional<std::string>& text) { return text ? JSONValue(*text) : JSONValue(); }
+
 }  // namespace tarnwell

@@ -1,11 +1,6 @@
 #include "tarnwell/surveys/detail/survey_repository.h"
 
 namespace tarnwell::detail {
-namespace {
-
-JSONValue textOrNull(const std::optional<std::string>& text) { return text ? JSONValue(*text) : JSONValue(); }
-
-}  // namespace
 
 JSONObject responsePayload(const SurveyResponse& r, std::string_view idKey, std::string_view nameKey) {
   JSONObject payload;

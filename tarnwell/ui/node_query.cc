@@ -42,15 +42,15 @@ NodeMatch firstDrawnMatch(const Node& root, Accept accept) {
 
 // "NAME#N" into NAME and N; without a trailing "#digits" the whole text is the name and N is 1.
 // A count that does not fit an int or is 0 names nothing.
-NodeMatch findNthSymbol(const Node& root, std::string_view spec) {
-  std::string_view name = spec;
+NodeMatch findNthSymbol(const Node& root, std::string_view target) {
+  std::string_view name = target;
   long long wanted = 1;
-  if (const std::size_t hash = spec.rfind('#'); hash != std::string_view::npos && hash + 1 < spec.size()) {
-    const std::string_view digits = spec.substr(hash + 1);
+  if (const std::size_t hash = target.rfind('#'); hash != std::string_view::npos && hash + 1 < target.size()) {
+    const std::string_view digits = target.substr(hash + 1);
     if (digits.find_first_not_of("0123456789") == std::string_view::npos) {
       const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), wanted);
       if (error != std::errc() || end != digits.data() + digits.size()) return {};
-      name = spec.substr(0, hash);
+      name = target.substr(0, hash);
     }
   }
   if (name.empty() || wanted < 1) return {};

@@ -55,8 +55,6 @@ const DeliveryKind kAnnouncements{
       host.sdk().showAnnouncement(std::move(event), host.callbackLines(), std::move(completion));
     }};
 
-JSONValue textOrNull(const std::optional<std::string>& text) { return text ? JSONValue(*text) : JSONValue(); }
-
 // ITEM: {"id","name","templateId"}, or null for no item.
 JSONValue itemFields(const Item& item) {
   if (!item) return JSONValue();

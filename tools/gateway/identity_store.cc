@@ -20,8 +20,6 @@ constexpr const char* kIdentitySchemaSql =
     " profile_id TEXT NOT NULL, user_id TEXT NOT NULL, joined_at TEXT NOT NULL,"
     " UNIQUE (team_id, environment, profile_id))";
 
-JSONValue orNull(const std::optional<std::string>& text) { return text ? JSONValue(*text) : JSONValue(); }
-
 JSONObject decodeObject(const std::string& text) {
   JSONValue value = JSONValue::decode(text);
   JSONObject* object = value.asObject();
@@ -64,8 +62,8 @@ JSONValue AppSessionRecord::toJSON() const {
   return JSONObject{{"sessionId", sessionId},
                     {"profileId", profileId},
                     {"effectiveUserId", effectiveUserId},
-                    {"startedAt", orNull(startedAt)},
-                    {"endedAt", orNull(endedAt)},
+                    {"startedAt", textOrNull(startedAt)},
+                    {"endedAt", textOrNull(endedAt)},
                     {"sessionData", sessionData ? *sessionData : JSONValue()}};
 }
 

@@ -11,8 +11,6 @@ constexpr const char* kResponseSchemaSql =
     " session_token TEXT, team_id TEXT, received_at TEXT NOT NULL);"
     "CREATE INDEX IF NOT EXISTS responses_by_answered ON responses (kind, answered_id)";
 
-JSONValue textOrNull(const std::optional<std::string>& text) { return text ? JSONValue(*text) : JSONValue(); }
-
 }  // namespace
 
 JSONValue ReceivedResponse::toJSON() const {
