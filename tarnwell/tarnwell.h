@@ -20,6 +20,10 @@
 #include <tarnwell/flags/flag_value.h>
 #include <tarnwell/livecards/live_card.h>
 #include <tarnwell/livecards/live_card_tracking.h>
+#include <tarnwell/messagecenter/message.h>
+#include <tarnwell/messagecenter/message_center_announcement.h>
+#include <tarnwell/messagecenter/message_center_settings.h>
+#include <tarnwell/messagecenter/message_requests.h>
 #include <tarnwell/platform/app_info.h>
 #include <tarnwell/platform/background_task_host.h>
 #include <tarnwell/platform/clock.h>
