@@ -61,11 +61,9 @@ TEST(MessageTest, ReadsEveryKeyAndWritesItBack) {
 
 TEST(MessageTest, AKeyOfTheWrongTypeFailsTheRecordNamingTheKey) {
   expectRejectedAt<Message>(JSONValue(withKey({}, "isRead", "true")), "isRead");
-  expectRejectedAt<Message>(JSONValue(withKey({}, "senderType", 1)), "senderType");
   expectRejectedAt<Message>(JSONValue(withKey({}, "attachments", JSONArray{"a.png"})), "attachments");
   expectRejectedAt<MessageThread>(JSONValue(withKey({}, "unreadCount", "3")), "unreadCount");
   expectRejectedAt<MessageThread>(JSONValue(withKey({}, "unreadCount", 1.5)), "unreadCount");
-  expectRejectedAt<MessageThread>(JSONValue(withKey({}, "status", false)), "status");
   EXPECT_THROW(MessageThread::decode(JSONValue(JSONArray{})), DecodingError);
   EXPECT_THROW(Message::decode(JSONValue("m1")), DecodingError);
 }
@@ -81,12 +79,7 @@ TEST(MessageThreadTest, AThreadWithoutAConversationIsItsOwn) {
   EXPECT_EQ(MessageThread::decode(JSONValue::decode(R"({"$id":"t1","conversationId":""})")).conversationId, "");
   EXPECT_EQ(MessageThread::decode(JSONValue::decode(R"({"conversationId":"c1"})")).conversationId, "c1");
   EXPECT_EQ(MessageThread::decode(JSONValue::decode("{}")), MessageThread{});
-
-  const MessageThread counted = MessageThread::decode(JSONValue::decode(R"({"$id":"t1","unreadCount":3.0})"));
-  EXPECT_EQ(counted.unreadCount, 3);
-  MessageThread expected = counted;
-  expected.unreadCount = 0;
-  EXPECT_EQ(counted.withUnreadCount(0), expected);
+  EXPECT_EQ(MessageThread::decode(JSONValue::decode(R"({"unreadCount":3.0})")).unreadCount, 3);
 }
 
 // Every key of a strict record in turn: a required one missing fails naming it, an optional one
