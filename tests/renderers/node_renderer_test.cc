@@ -1,6 +1,6 @@
 // The ImGui renderer without a GPU: frames are built with a font atlas alone, and the mouse and
 // keyboard are fed through ImGuiIO the way a platform backend would.
-#include <tarnwell/imgui/node_renderer.h>
+#include <tarnwell/imgui.h>
 
 #include <gtest/gtest.h>
 #include <imgui.h>
@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/renderers/nps_overlay.h"
+#include "tests/renderers/overlay_scene.h"
 
 namespace tarnwell::imgui {
 namespace {
@@ -25,6 +25,7 @@ struct HeadlessFrames : ::testing::Test {
     io.DeltaTime = 1.0f / 60;
     // Large trees need more than 64k vertices, as the GL backends allow.
     io.BackendFlags |= ImGuiBackendFlags_RendererHasVtxOffset;
+    addSymbolFont(*io.Fonts);
     unsigned char* pixels = nullptr;
     int width = 0;
     int height = 0;
@@ -36,6 +37,15 @@ struct HeadlessFrames : ::testing::Test {
     ImGui::NewFrame();
     renderer.draw(tree);
     ImGui::Render();
+  }
+  // Draws until every layer has come to rest on its transition.
+  template <typename Build>
+  void settle(Build build) {
+    for (int k = 0; k < 600; ++k) {
+      frame(build());
+      if (k >= 2 && !renderer.animating()) return;
+    }
+    FAIL() << "the transition never came to rest";
   }
   int vertices() const { return ImGui::GetDrawData() ? ImGui::GetDrawData()->TotalVtxCount : 0; }
 
@@ -66,8 +76,7 @@ TEST_F(HeadlessFrames, DrawsTheNpsOverlayWithEveryScore) {
 
 TEST_F(HeadlessFrames, ClickingAScoreAnswersTheSurvey) {
   testing::NpsOverlay nps;
-  frame(nps.tree());
-  frame(nps.tree());
+  settle([&] { return nps.tree(); });
   click("survey/s1/q/nps_score/score/7", [&] { return nps.tree(); });
   const JSONObject& answers = nps.overlay.surveyView()->answers();
   const JSONValue* score = answers.find("nps_score");
@@ -154,6 +163,79 @@ TEST_F(HeadlessFrames, AnActionMayReplaceTheTreeItWasPressedIn) {
   click("swap", [&] { return tree; });
   EXPECT_TRUE(replaced);
   EXPECT_EQ(tree.kind, ui::Kind::text);
+}
+
+TEST_F(HeadlessFrames, AnOverlayLayerComesInOnItsSpringAndGoesOutWithoutItsActions) {
+  testing::NpsOverlay nps;
+  frame(nps.tree());
+  const std::optional<float> start = renderer.transitionProgress("s1");
+  ASSERT_TRUE(start);
+  EXPECT_LT(*start, 0.1f);
+  EXPECT_TRUE(renderer.animating());
+  // The overlay's spring (response 0.32 s, damping 0.88) is at rest within half a second.
+  for (int k = 0; k < 30; ++k) frame(nps.tree());
+  EXPECT_GT(*renderer.transitionProgress("s1"), 0.95f);
+  settle([&] { return nps.tree(); });
+  EXPECT_FLOAT_EQ(*renderer.transitionProgress("s1"), 1.0f);
+  const std::optional<ItemRect> score = renderer.itemRect("survey/s1/q/nps_score/score/7");
+  ASSERT_TRUE(score);
+
+  nps.survey.set(std::nullopt);
+  frame(nps.tree());
+  EXPECT_FALSE(renderer.transitionProgress("s1"));
+  EXPECT_TRUE(renderer.animating());
+  EXPECT_FALSE(renderer.itemRect("survey/s1/q/nps_score/score/7"));
+  // A press on the fading card reaches nothing.
+  ImGuiIO& io = ImGui::GetIO();
+  io.MousePos = score->center();
+  io.MouseDown[0] = true;
+  frame(nps.tree());
+  io.MouseDown[0] = false;
+  frame(nps.tree());
+  EXPECT_EQ(nps.overlay.surveyView(), nullptr);
+  settle([&] { return nps.tree(); });
+  const int contentOnly = vertices();
+  nps.survey.set(testing::npsSurvey());
+  settle([&] { return nps.tree(); });
+  EXPECT_GT(vertices(), contentOnly);
+}
+
+TEST_F(HeadlessFrames, WhatFollowsASpacerSitsAtTheRightEdgeOfItsCard) {
+  auto build = [] {
+    return ui::zstack(
+        {ui::text("Host screen"),
+         ui::vstack({ui::hstack({ui::text("Title"), ui::spacer(), ui::button("close", "Close", [] {})}),
+                     ui::hstack({ui::button("left", "Left", [] {}), ui::button("next", "Next", [] {})}),
+                     ui::hstack({ui::text("Poor"), ui::spacer(), ui::text("Excellent")})})
+             .withTransition({ui::TransitionEffect::scaleWithOpacity, ui::Spring{0.32, 0.88, 0}, "card"})});
+  };
+  // The card grows on its spring meanwhile, so the edge moves under the measured rows.
+  settle(build);
+  // The card is 460 wide and centred on the 800-wide screen: its content ends near x = 612.
+  const std::optional<ItemRect> close = renderer.itemRect("close");
+  const std::optional<ItemRect> next = renderer.itemRect("next");
+  ASSERT_TRUE(close && next);
+  EXPECT_GT(close->max.x, 590.0f);
+  EXPECT_LE(close->max.x, 630.0f);
+  EXPECT_LT(next->max.x, 400.0f);
+  // A word pushed to the edge stays on one line.
+  const DrawnText& excellent = renderer.drawnTexts().back();
+  ASSERT_EQ(excellent.text, "Excellent");
+  EXPECT_GT(excellent.rect.max.x, 590.0f);
+  EXPECT_LT(excellent.rect.max.y - excellent.rect.min.y, ImGui::GetTextLineHeightWithSpacing() * 1.5f);
+}
+
+TEST_F(HeadlessFrames, DrawnTextsComeInDrawingOrderWithTheirPlaces) {
+  frame(ui::vstack({ui::text("First line", ui::TextRole::title), ui::button("b", "Press", [] {}),
+                    ui::text("Last line")}));
+  const std::vector<DrawnText>& texts = renderer.drawnTexts();
+  ASSERT_EQ(texts.size(), 3u);
+  EXPECT_EQ(texts[0].text, "First line");
+  EXPECT_EQ(texts[1].text, "Press");
+  EXPECT_EQ(texts[2].text, "Last line");
+  EXPECT_LT(texts[0].rect.max.y, texts[2].rect.min.y);
+  // The title is drawn larger than the body line.
+  EXPECT_GT(texts[0].rect.max.y - texts[0].rect.min.y, texts[2].rect.max.y - texts[2].rect.min.y);
 }
 
 TEST_F(HeadlessFrames, OddTreesDrawWithoutFailing) {

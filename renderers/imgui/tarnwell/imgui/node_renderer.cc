@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include <tarnwell/imgui/detail/drawable_text.h>
+#include <tarnwell/imgui/detail/symbols.h>
 #include <tarnwell/ui/node_query.h>
 
 namespace tarnwell::imgui {
@@ -15,54 +17,10 @@ namespace {
 
 // Deeper trees are not drawn beyond this, so a runaway tree cannot exhaust the stack.
 constexpr int kMaxDepth = 64;
-// Longer texts are cut for drawing; the model keeps them whole.
-constexpr std::size_t kMaxDrawnBytes = 8000;
 
 ImVec4 toImColor(const Color& color) {
   return ImVec4(static_cast<float>(color.red), static_cast<float>(color.green), static_cast<float>(color.blue),
                 static_cast<float>(color.alpha));
-}
-
-// The default font holds ASCII and Latin-1 only: anything else would draw as "?", so common
-// faces and marks get ASCII stand-ins and the rest is dropped.
-std::string drawable(std::string_view text) {
-  std::string out;
-  const std::size_t size = std::min(text.size(), kMaxDrawnBytes);
-  for (std::size_t i = 0; i < size;) {
-    const auto byte = static_cast<unsigned char>(text[i]);
-    if (byte < 0x80) {
-      out += static_cast<char>(byte);
-      ++i;
-      continue;
-    }
-    int length = byte >= 0xF0 ? 4 : byte >= 0xE0 ? 3 : byte >= 0xC0 ? 2 : 1;
-    unsigned int cp = byte & (length == 4 ? 0x07 : length == 3 ? 0x0F : 0x1F);
-    for (int k = 1; k < length && i + k < size; ++k) cp = (cp << 6) | (static_cast<unsigned char>(text[i + k]) & 0x3F);
-    i += length;
-    if (cp >= 0xA0 && cp <= 0xFF) {
-      out.append(text.substr(i - length, length));
-    } else if (cp == 0x2018 || cp == 0x2019) {
-      out += '\'';
-    } else if (cp == 0x201C || cp == 0x201D) {
-      out += '"';
-    } else if (cp == 0x2026) {
-      out += "...";
-    } else if (cp == 0x2013 || cp == 0x2014) {
-      out += '-';
-    } else if (cp == 0x1F621 || cp == 0x1F620 || cp == 0x1F61E || cp == 0x1F629) {
-      out += ">:(";
-    } else if (cp == 0x1F641 || cp == 0x1F615 || cp == 0x1F61F || cp == 0x2639) {
-      out += ":(";
-    } else if (cp == 0x1F610 || cp == 0x1F611) {
-      out += ":|";
-    } else if (cp == 0x1F642 || cp == 0x1F60A || cp == 0x263A) {
-      out += ":)";
-    } else if (cp == 0x1F600 || cp == 0x1F603 || cp == 0x1F604 || cp == 0x1F601 || cp == 0x1F60D || cp == 0x1F929) {
-      out += ":D";
-    }
-    // Variation selectors, joiners and other pictographs are left out.
-  }
-  return out;
 }
 
 float textScale(ui::TextRole role) {
@@ -74,43 +32,6 @@ float textScale(ui::TextRole role) {
     case ui::TextRole::body: break;
   }
   return 1.0f;
-}
-
-// Draws a named symbol into a square box; answers false when the name has no drawn shape.
-bool drawSymbolShape(ImDrawList* list, std::string_view name, ImVec2 min, float size, ImU32 color) {
-  const ImVec2 c(min.x + size / 2, min.y + size / 2);
-  if (name == "star" || name == "star.fill") {
-    ImVec2 points[10];
-    for (int k = 0; k < 10; ++k) {
-      const float radius = (k % 2 == 0 ? 0.48f : 0.2f) * size;
-      const float angle = -1.5707963f + static_cast<float>(k) * 3.14159265f / 5;
-      points[k] = ImVec2(c.x + radius * std::cos(angle), c.y + radius * std::sin(angle));
-    }
-    if (name == "star.fill") {
-      // The star is concave: fill it as triangles from the centre.
-      for (int k = 0; k < 10; ++k) list->AddTriangleFilled(c, points[k], points[(k + 1) % 10], color);
-    } else {
-      list->AddPolyline(points, 10, color, ImDrawFlags_Closed, 1.5f);
-    }
-    return true;
-  }
-  if (name == "xmark") {
-    const float r = size * 0.3f;
-    list->AddLine(ImVec2(c.x - r, c.y - r), ImVec2(c.x + r, c.y + r), color, 2);
-    list->AddLine(ImVec2(c.x - r, c.y + r), ImVec2(c.x + r, c.y - r), color, 2);
-    return true;
-  }
-  return false;
-}
-
-// Symbols without a drawn shape read as ASCII.
-std::string symbolText(std::string_view name) {
-  if (name.starts_with("hand.thumbsup")) return "(+)";
-  if (name.starts_with("hand.thumbsdown")) return "(-)";
-  if (name.starts_with("checkmark")) return "(v)";
-  if (name.starts_with("chevron.left")) return "<";
-  if (name.starts_with("chevron.right")) return ">";
-  return "*";
 }
 
 ImU32 textColor() { return ImGui::GetColorU32(ImGuiCol_Text); }
@@ -129,6 +50,42 @@ int pushPaletteFor(const Color& background) {
   return ImGuiCol_COUNT;
 }
 
+// Where a transition stands `elapsed` seconds after it began: 0 to 1, passing 1 briefly on an
+// underdamped spring. Without a spring, an ease-out of a quarter second.
+struct SpringState {
+  float progress = 1;
+  bool settled = true;
+};
+
+SpringState springAt(const std::optional<ui::Spring>& spring, double elapsed) {
+  if (elapsed <= 0) return {0, false};
+  if (!spring || !(spring->response > 0)) {
+    const double x = std::min(elapsed / 0.25, 1.0);
+    return {static_cast<float>(1 - (1 - x) * (1 - x)), x >= 1};
+  }
+  // Damping is bounded below so that a spring from a host's tree always comes to rest.
+  const double damping = std::clamp(spring->dampingFraction, 0.05, 1.0);
+  const double omega = 2 * 3.14159265358979 / std::min(spring->response, 10.0);
+  const double decay = std::exp(-damping * omega * elapsed);
+  double offset = 0;
+  if (damping >= 1) {
+    offset = decay * (1 + omega * elapsed);
+  } else {
+    const double damped = omega * std::sqrt(1 - damping * damping);
+    offset = decay * (std::cos(damped * elapsed) + damping * omega / damped * std::sin(damped * elapsed));
+  }
+  const bool settled = decay < 1e-3;
+  return {settled ? 1.0f : static_cast<float>(1 - offset), settled};
+}
+
+// A leaving layer is only drawn: its actions belong to a view that may be gone.
+void stripActions(ui::Node& node) {
+  node.onTap = nullptr;
+  node.onText = nullptr;
+  node.onPage = nullptr;
+  for (ui::Node& child : node.children) stripActions(child);
+}
+
 }  // namespace
 
 std::optional<ItemRect> NodeRenderer::itemRect(std::string_view id) const {
@@ -137,22 +94,96 @@ std::optional<ItemRect> NodeRenderer::itemRect(std::string_view id) const {
   return found->second;
 }
 
+bool NodeRenderer::animating() const noexcept {
+  if (!leaving_.empty()) return true;
+  return std::any_of(shown_.begin(), shown_.end(), [this](const auto& entry) {
+    return !springAt(entry.second.transition.spring, now_ - entry.second.since).settled;
+  });
+}
+
+std::optional<float> NodeRenderer::transitionProgress(std::string_view key) const {
+  const auto found = shown_.find(key);
+  if (found == shown_.end()) return std::nullopt;
+  return springAt(found->second.transition.spring, now_ - found->second.since).progress;
+}
+
+NodeRenderer::Appearance NodeRenderer::appearanceOf(const Motion& motion, bool entering) const {
+  const float progress = springAt(motion.transition.spring, now_ - motion.since).progress;
+  // Coming in runs from 0 to 1; going out runs the same way back.
+  const float at = entering ? progress : 1 - progress;
+  Appearance appearance;
+  appearance.front = entering;
+  const float height = ImGui::GetMainViewport()->WorkSize.y;
+  switch (motion.transition.effect) {
+    case ui::TransitionEffect::opacity: appearance.alpha = at; break;
+    case ui::TransitionEffect::scaleWithOpacity: appearance.alpha = at; [[fallthrough]];
+    case ui::TransitionEffect::scale: appearance.scale = 0.85f + 0.15f * at; break;
+    case ui::TransitionEffect::moveFromBottom: appearance.offsetY = (1 - at) * height; break;
+    case ui::TransitionEffect::moveFromTop: appearance.offsetY = -(1 - at) * height; break;
+  }
+  appearance.alpha = std::clamp(appearance.alpha, 0.0f, 1.0f);
+  appearance.scale = std::clamp(appearance.scale, 0.5f, 1.2f);
+  return appearance;
+}
+
 void NodeRenderer::draw(const ui::Node& root) {
   rects_.clear();
+  texts_.clear();
   pending_ = nullptr;
-  if (root.kind == ui::Kind::zstack) {
-    for (std::size_t i = 0; i < root.children.size(); ++i) drawLayer(root.children[i], static_cast<int>(i));
-    if (root.children.empty()) drawLayer(ui::vstack({}), 0);
+  now_ = ImGui::GetTime();
+  if (root.kind != ui::Kind::zstack) {
+    drawLayer(root, "##tarnwell.content", 0, {});
   } else {
-    drawLayer(root, 0);
+    drawLayer(root.children.empty() ? ui::vstack({}) : root.children.front(), "##tarnwell.content", 0, {});
+    // Layers that left the tree go out behind the ones still in it.
+    std::erase_if(leaving_, [this](const auto& entry) {
+      return springAt(entry.second.transition.spring, now_ - entry.second.since).settled;
+    });
+    for (const auto& [key, motion] : leaving_) {
+      drawLayer(motion.last, "##tarnwell.leaving." + key, 1, appearanceOf(motion, false));
+    }
+    std::vector<std::string_view> present;
+    for (std::size_t i = 1; i < root.children.size(); ++i) {
+      const ui::Node& layer = root.children[i];
+      const int index = static_cast<int>(i);
+      if (!layer.transition || !layer.transition->key) {
+        drawLayer(layer, "##tarnwell.layer." + std::to_string(index), index, {});
+        continue;
+      }
+      const std::string& key = *layer.transition->key;
+      auto [entry, fresh] = shown_.try_emplace(key);
+      if (fresh) {
+        entry->second.since = now_;
+        // A key that comes back while going out comes in afresh.
+        std::erase_if(leaving_, [&key](const auto& gone) { return gone.first == key; });
+      }
+      entry->second.transition = *layer.transition;
+      entry->second.last = layer;
+      present.push_back(key);
+      drawLayer(layer, "##tarnwell.layer." + key, index, appearanceOf(entry->second, true));
+    }
+    for (auto entry = shown_.begin(); entry != shown_.end();) {
+      if (std::find(present.begin(), present.end(), entry->first) != present.end()) {
+        ++entry;
+        continue;
+      }
+      Motion motion = std::move(entry->second);
+      motion.since = now_;
+      stripActions(motion.last);
+      leaving_.emplace_back(entry->first, std::move(motion));
+      entry = shown_.erase(entry);
+    }
   }
+  trailing_.swap(trailingNext_);
+  trailingNext_.clear();
   // The action may rebuild the tree just drawn, so it runs on its own copy, after the frame.
   if (std::function<void()> action = std::exchange(pending_, nullptr)) action();
 }
 
-void NodeRenderer::drawLayer(const ui::Node& layer, int index) {
+void NodeRenderer::drawLayer(const ui::Node& layer, const std::string& name, int index,
+                             const Appearance& appearance) {
   const ImGuiViewport* viewport = ImGui::GetMainViewport();
-  ImGui::PushID(index);
+  ImGui::PushID(name.c_str());
   int styleColors = 0;
   int styleVars = 0;
   if (layer.background) {
@@ -160,18 +191,24 @@ void NodeRenderer::drawLayer(const ui::Node& layer, int index) {
     ImGui::PushStyleColor(ImGuiCol_WindowBg, toImColor(*layer.background));
     ++styleColors;
   }
+  if (appearance.alpha < 1) {
+    ImGui::PushStyleVar(ImGuiStyleVar_Alpha, appearance.alpha);
+    ++styleVars;
+  }
+  recording_ = appearance.front;
+  layerScale_ = appearance.scale;
   if (index == 0) {
     ImGui::SetNextWindowPos(viewport->WorkPos);
     ImGui::SetNextWindowSize(viewport->WorkSize);
-    ImGui::Begin("##tarnwell.content", nullptr,
+    ImGui::Begin(name.c_str(), nullptr,
                  ImGuiWindowFlags_NoDecoration | ImGuiWindowFlags_NoSavedSettings | ImGuiWindowFlags_NoMove |
                      ImGuiWindowFlags_NoBringToFrontOnFocus);
   } else {
     // Each later layer is a card in front of the content, centred, as wide as fits.
-    const float width = std::min(460.0f, viewport->WorkSize.x * 0.9f);
-    ImGui::SetNextWindowPos(
-        ImVec2(viewport->WorkPos.x + viewport->WorkSize.x / 2, viewport->WorkPos.y + viewport->WorkSize.y / 2),
-        ImGuiCond_Always, ImVec2(0.5f, 0.5f));
+    const float width = std::min(460.0f, viewport->WorkSize.x * 0.9f) * appearance.scale;
+    ImGui::SetNextWindowPos(ImVec2(viewport->WorkPos.x + viewport->WorkSize.x / 2,
+                                   viewport->WorkPos.y + viewport->WorkSize.y / 2 + appearance.offsetY),
+                            ImGuiCond_Always, ImVec2(0.5f, 0.5f));
     ImGui::SetNextWindowSizeConstraints(ImVec2(width, 0), ImVec2(width, viewport->WorkSize.y * 0.95f));
     ImGui::PushStyleVar(ImGuiStyleVar_WindowRounding, static_cast<float>(std::clamp(layer.cornerRadius, 0.0, 24.0)));
     ImGui::PushStyleVar(ImGuiStyleVar_WindowPadding, ImVec2(18, 18));
@@ -180,12 +217,13 @@ void NodeRenderer::drawLayer(const ui::Node& layer, int index) {
     ImGui::PushStyleVar(ImGuiStyleVar_FramePadding, ImVec2(8, 5));
     ImGui::PushStyleVar(ImGuiStyleVar_FrameRounding, 4.0f);
     styleVars += 5;
-    const std::string name = "##tarnwell.layer." + std::to_string(index);
     ImGui::SetNextWindowFocus();
     ImGui::Begin(name.c_str(), nullptr,
-                 ImGuiWindowFlags_NoDecoration | ImGuiWindowFlags_NoSavedSettings | ImGuiWindowFlags_NoMove |
-                     ImGuiWindowFlags_AlwaysAutoResize);
+                 // A card taller than the screen shows a scroll bar, so its buttons stay in reach.
+                 ImGuiWindowFlags_NoTitleBar | ImGuiWindowFlags_NoResize | ImGuiWindowFlags_NoCollapse |
+                     ImGuiWindowFlags_NoSavedSettings | ImGuiWindowFlags_NoMove | ImGuiWindowFlags_AlwaysAutoResize);
   }
+  ImGui::SetWindowFontScale(layerScale_);
   ImGui::PushTextWrapPos(0.0f);
   if (layer.kind == ui::Kind::zstack || layer.background) {
     // The window already paints the layer's background; its children are drawn in it.
@@ -200,10 +238,16 @@ void NodeRenderer::drawLayer(const ui::Node& layer, int index) {
   ImGui::PopStyleVar(styleVars);
   ImGui::PopStyleColor(styleColors);
   ImGui::PopID();
+  recording_ = true;
+  layerScale_ = 1;
 }
 
 void NodeRenderer::record(const ui::Node& node) {
-  if (node.id) rects_[*node.id] = ItemRect{ImGui::GetItemRectMin(), ImGui::GetItemRectMax()};
+  if (node.id && recording_) rects_[*node.id] = ItemRect{ImGui::GetItemRectMin(), ImGui::GetItemRectMax()};
+}
+
+void NodeRenderer::recordText(const std::string& text) {
+  if (recording_ && !text.empty()) texts_.push_back({text, ItemRect{ImGui::GetItemRectMin(), ImGui::GetItemRectMax()}});
 }
 
 void NodeRenderer::act(std::function<void()> action) {
@@ -244,14 +288,12 @@ void NodeRenderer::drawNode(const ui::Node& node, int depth) {
     case ui::Kind::text: drawText(node); break;
     case ui::Kind::symbol:
     case ui::Kind::image: {
-      const float size = ImGui::GetFrameHeight();
+      // A symbol standing alone (a card's icon) is drawn larger than one inside a row of text.
+      const float size = ImGui::GetFrameHeight() * (node.kind == ui::Kind::image ? 2.0f : 1.2f);
       const ImVec2 at = ImGui::GetCursorScreenPos();
       const ImU32 color = node.color ? ImGui::GetColorU32(toImColor(*node.color)) : textColor();
-      if (drawSymbolShape(list, node.symbol, at, size, color)) {
-        ImGui::Dummy(ImVec2(size, size));
-      } else {
-        ImGui::TextUnformatted(symbolText(node.symbol).c_str());
-      }
+      detail::drawSymbol(list, node.symbol, at, size, color);
+      ImGui::Dummy(ImVec2(size, size));
       break;
     }
     case ui::Kind::button:
@@ -275,7 +317,7 @@ void NodeRenderer::drawNode(const ui::Node& node, int depth) {
       ImGui::PopStyleColor(colors);
       break;
     }
-    case ui::Kind::spacer: ImGui::Dummy(ImVec2(1, 8)); break;
+    case ui::Kind::spacer: ImGui::Dummy(ImVec2(1, 8)); break;  // in an hstack it is the gap instead
   }
   if (padding > 0) {
     ImGui::Unindent(padding);
@@ -302,6 +344,10 @@ void NodeRenderer::drawChildren(const ui::Node& node, int depth) {
   const ImVec2 start = ImGui::GetCursorPos();
   float bottom = start.y;
   for (std::size_t i = 0; i < node.children.size(); ++i) {
+    if (node.kind == ui::Kind::hstack && node.children[i].kind == ui::Kind::spacer) {
+      drawTrailing(node, i + 1, depth);
+      break;
+    }
     ImGui::PushID(static_cast<int>(i));
     if (node.kind == ui::Kind::hstack && i > 0) ImGui::SameLine(0, std::max(spacing, 6.0f));
     if (node.kind == ui::Kind::vstack && i > 0 && spacing > 0) ImGui::Dummy(ImVec2(0, spacing));
@@ -314,17 +360,48 @@ void NodeRenderer::drawChildren(const ui::Node& node, int depth) {
   if (node.children.empty()) ImGui::Dummy(ImVec2(0, 0));
 }
 
+void NodeRenderer::drawTrailing(const ui::Node& node, std::size_t from, int depth) {
+  // What follows a spacer sits at the right edge: last frame's width of it says where that starts.
+  const ImGuiID key = ImGui::GetID("##trailing");
+  if (from > 1) ImGui::SameLine();
+  if (const auto measured = trailing_.find(key); measured != trailing_.end()) {
+    const float right = ImGui::GetWindowContentRegionMax().x;
+    ImGui::SetCursorPosX(std::max(ImGui::GetCursorPosX(), right - measured->second));
+  }
+  // Not wrapped: wrapping at the edge it is pushed to would make it as narrow as its widest word.
+  const bool wrapping = std::exchange(wrapText_, false);
+  ImGui::PushTextWrapPos(-1.0f);
+  ImGui::BeginGroup();
+  const float spacing = static_cast<float>(std::clamp(node.spacing, 0.0, 64.0));
+  for (std::size_t i = from; i < node.children.size(); ++i) {
+    ImGui::PushID(static_cast<int>(i));
+    if (i > from) ImGui::SameLine(0, std::max(spacing, 6.0f));
+    drawNode(node.children[i], depth + 1);
+    ImGui::PopID();
+  }
+  if (from == node.children.size()) ImGui::Dummy(ImVec2(0, 0));
+  ImGui::EndGroup();
+  ImGui::PopTextWrapPos();
+  wrapText_ = wrapping;
+  trailingNext_[key] = ImGui::GetItemRectSize().x;
+}
+
 void NodeRenderer::drawText(const ui::Node& node) {
-  const std::string words = drawable(node.text);
-  ImGui::SetWindowFontScale(textScale(node.role));
+  const std::string words = detail::drawable(node.text);
+  ImGui::SetWindowFontScale(textScale(node.role) * layerScale_);
   int colors = 0;
   if (node.color) {
     ImGui::PushStyleColor(ImGuiCol_Text, toImColor(*node.color));
     ++colors;
   }
-  ImGui::TextWrapped("%s", words.c_str());
+  if (wrapText_) {
+    ImGui::TextWrapped("%s", words.c_str());
+  } else {
+    ImGui::TextUnformatted(words.c_str());
+  }
+  recordText(node.text);
   ImGui::PopStyleColor(colors);
-  ImGui::SetWindowFontScale(1.0f);
+  ImGui::SetWindowFontScale(layerScale_);
 }
 
 void NodeRenderer::drawSymbolButton(const ui::Node& node) {
@@ -337,16 +414,12 @@ void NodeRenderer::drawSymbolButton(const ui::Node& node) {
     list->AddRectFilled(at, ImVec2(at.x + size, at.y + size), ImGui::GetColorU32(ImGuiCol_ButtonHovered), 4);
   }
   const ImU32 color = node.color ? ImGui::GetColorU32(toImColor(*node.color)) : textColor();
-  if (!drawSymbolShape(list, node.symbol, at, size, color)) {
-    const std::string text = symbolText(node.symbol);
-    const ImVec2 extent = ImGui::CalcTextSize(text.c_str());
-    list->AddText(ImVec2(at.x + (size - extent.x) / 2, at.y + (size - extent.y) / 2), color, text.c_str());
-  }
+  detail::drawSymbol(list, node.symbol, at, size, color);
 }
 
 void NodeRenderer::drawButton(const ui::Node& node) {
-  std::string label = drawable(node.text);
-  if (label.empty()) label = symbolText(node.symbol);
+  std::string label = detail::drawable(node.text);
+  if (label.empty()) label = detail::symbolLabel(node.symbol);
   int colors = 0;
   if (node.color) {
     ImGui::PushStyleColor(ImGuiCol_Button, toImColor(*node.color));
@@ -354,6 +427,7 @@ void NodeRenderer::drawButton(const ui::Node& node) {
   }
   if (ImGui::Button((label + "##button").c_str()) && node.onTap) act(node.onTap);
   record(node);
+  recordText(node.text);
   ImGui::PopStyleColor(colors);
 }
 
@@ -363,7 +437,7 @@ void NodeRenderer::drawField(const ui::Node& node) {
       node.maxLength ? static_cast<std::size_t>(std::clamp(*node.maxLength, 0, 1 << 16)) * 4 + 1 : 4096;
   std::vector<char> buffer(std::max(capacity, node.text.size() + 1), '\0');
   std::copy(node.text.begin(), node.text.end(), buffer.begin());
-  const std::string hint = drawable(node.placeholder);
+  const std::string hint = detail::drawable(node.placeholder);
   bool changed = false;
   if (node.kind == ui::Kind::textField) {
     ImGui::SetNextItemWidth(-FLT_MIN);
@@ -389,7 +463,7 @@ void NodeRenderer::drawChoice(const ui::Node& node) {
     case ui::ChoiceStyle::multiple: mark = node.selected ? "[x] " : "[ ] "; break;
     case ui::ChoiceStyle::emoji: break;
   }
-  std::string label = mark + drawable(node.text);
+  std::string label = mark + detail::drawable(node.text);
   if (label.empty()) label = "( )";
   const float width = node.choiceStyle == ui::ChoiceStyle::emoji ? ImGui::CalcTextSize(label.c_str()).x + 12 : 0;
   if (ImGui::Selectable((label + "##choice").c_str(), node.selected, ImGuiSelectableFlags_None, ImVec2(width, 0)) &&
@@ -397,6 +471,7 @@ void NodeRenderer::drawChoice(const ui::Node& node) {
     act(node.onTap);
   }
   record(node);
+  recordText(node.text);
 }
 
 void NodeRenderer::drawPager(const ui::Node& node, int depth) {

@@ -11,8 +11,13 @@
 // A zstack at the root is drawn as layers: its first child fills the screen as the host's
 // content, every later child sits in a centred window in front. The press, keystroke or page turn
 // of a frame runs once the whole tree is submitted, at the end of draw(), because it may rebuild
-// the tree that was being drawn. Symbols are drawn as shapes or ASCII, since the default font
-// holds Latin glyphs only.
+// the tree that was being drawn. Symbols are drawn as shapes or from the icon font
+// (symbol_font.h); emoji, which Debian's 16-bit ImGui cannot draw, as ASCII faces.
+//
+// A layer with a keyed transition (the overlay's survey and announcement cards) comes in on its
+// spring when its key first appears and goes out on it when the key leaves the tree: the renderer
+// keeps a copy, stripped of its actions, to draw while it fades. Time is ImGui's (io.DeltaTime),
+// so a host or a test that sets the frame time drives the animation.
 #pragma once
 
 #include <imgui.h>
@@ -22,6 +27,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
+#include <vector>
 
 #include <tarnwell/ui/node.h>
 
@@ -35,6 +42,12 @@ struct ItemRect {
   ImVec2 center() const { return ImVec2((min.x + max.x) / 2, (min.y + max.y) / 2); }
 };
 
+// A text, button label or choice label as drawn, and where.
+struct DrawnText {
+  std::string text;
+  ItemRect rect;
+};
+
 class NodeRenderer {
  public:
   // Draws the tree into the current ImGui frame, then runs the action the user took, if any.
@@ -44,11 +57,36 @@ class NodeRenderer {
   // A pager's arrows are under its id followed by "/previous" and "/next".
   const std::map<std::string, ItemRect>& itemRects() const noexcept { return rects_; }
   std::optional<ItemRect> itemRect(std::string_view id) const;
+  // The texts of the last draw() in drawing order, back to front; leaving layers are not listed.
+  const std::vector<DrawnText>& drawnTexts() const noexcept { return texts_; }
+
+  // Whether a layer is still coming in or going out: a host that redraws only on change keeps
+  // drawing while this holds.
+  bool animating() const noexcept;
+  // How far the layer keyed `key` has come in: 0 when it appeared, 1 in place (a spring may pass
+  // 1 briefly). Absent when no layer on screen has that key.
+  std::optional<float> transitionProgress(std::string_view key) const;
 
  private:
-  void drawLayer(const ui::Node& layer, int index);
+  // How a layer is drawn at a moment of its transition.
+  struct Appearance {
+    float alpha = 1;
+    float scale = 1;
+    float offsetY = 0;
+    bool front = true;  // takes focus and records where its items went
+  };
+  // A keyed layer on screen, or leaving it.
+  struct Motion {
+    ui::Transition transition;
+    double since = 0;
+    ui::Node last;
+  };
+
+  void drawLayer(const ui::Node& layer, const std::string& name, int index, const Appearance& appearance);
+  Appearance appearanceOf(const Motion& motion, bool entering) const;
   void drawNode(const ui::Node& node, int depth);
   void drawChildren(const ui::Node& node, int depth);
+  void drawTrailing(const ui::Node& node, std::size_t from, int depth);
   void drawText(const ui::Node& node);
   void drawSymbolButton(const ui::Node& node);
   void drawButton(const ui::Node& node);
@@ -56,10 +94,22 @@ class NodeRenderer {
   void drawChoice(const ui::Node& node);
   void drawPager(const ui::Node& node, int depth);
   void record(const ui::Node& node);
+  void recordText(const std::string& text);
   void act(std::function<void()> action);
 
   std::map<std::string, ItemRect> rects_;
+  std::vector<DrawnText> texts_;
   std::function<void()> pending_;
+  std::map<std::string, Motion, std::less<>> shown_;
+  std::vector<std::pair<std::string, Motion>> leaving_;
+  double now_ = 0;
+  float layerScale_ = 1;
+  bool recording_ = true;
+  bool wrapText_ = true;
+  // The width of what follows a spacer in an hstack, by ImGui id: measured in one frame, used to
+  // push those items to the right edge in the next.
+  std::unordered_map<unsigned int, float> trailing_;
+  std::unordered_map<unsigned int, float> trailingNext_;
 };
 
 }  // namespace tarnwell::imgui

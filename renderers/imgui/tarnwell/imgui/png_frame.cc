@@ -14,11 +14,12 @@
 #include <vector>
 
 #include <tarnwell/imgui/node_renderer.h>
+#include <tarnwell/imgui/symbol_font.h>
 
 namespace tarnwell::imgui {
 
 bool savePngFrame(const std::function<ui::Node()>& build, int width, int height, const std::string& path,
-                  std::string* error, int frames) {
+                  std::string* error, std::vector<DrawnText>* texts) {
   auto fail = [error](std::string message) {
     if (error) *error = std::move(message);
     return false;
@@ -39,6 +40,7 @@ bool savePngFrame(const std::function<ui::Node()>& build, int width, int height,
   ImGuiContext* context = ImGui::CreateContext();
   ImGui::SetCurrentContext(context);
   ImGui::GetIO().IniFilename = nullptr;
+  addSymbolFont(*ImGui::GetIO().Fonts);
   ImGui::StyleColorsDark();
   ImGui_ImplGlfw_InitForOpenGL(window, false);
   ImGui_ImplOpenGL2_Init();
@@ -46,12 +48,17 @@ bool savePngFrame(const std::function<ui::Node()>& build, int width, int height,
   NodeRenderer renderer;
   int framebufferWidth = width;
   int framebufferHeight = height;
-  for (int frame = 0; frame < std::max(frames, 1); ++frame) {
+  // Windows that fit their content settle after the second frame; transitions take longer.
+  constexpr int kMinFrames = 3;
+  constexpr int kMaxFrames = 600;
+  for (int frame = 0; frame < kMaxFrames && (frame < kMinFrames || renderer.animating()); ++frame) {
     glfwPollEvents();
     ImGui_ImplOpenGL2_NewFrame();
     ImGui_ImplGlfw_NewFrame();
     // A hidden window may report no size on some servers: the frame keeps the size asked for.
     ImGui::GetIO().DisplaySize = ImVec2(static_cast<float>(width), static_cast<float>(height));
+    // Frames come at a steady pace, however fast the machine draws them.
+    ImGui::GetIO().DeltaTime = 1.0f / 60;
     ImGui::NewFrame();
     renderer.draw(build());
     ImGui::Render();
@@ -66,6 +73,7 @@ bool savePngFrame(const std::function<ui::Node()>& build, int width, int height,
     ImGui_ImplOpenGL2_RenderDrawData(ImGui::GetDrawData());
   }
   glFinish();
+  if (texts) *texts = renderer.drawnTexts();
   std::vector<unsigned char> pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4);
   glReadBuffer(GL_BACK);
   glPixelStorei(GL_PACK_ALIGNMENT, 1);

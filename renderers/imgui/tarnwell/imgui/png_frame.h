@@ -12,15 +12,20 @@
 #include <functional>
 #include <string>
 
+#include <vector>
+
+#include <tarnwell/imgui/node_renderer.h>
 #include <tarnwell/ui/node.h>
 
 namespace tarnwell::imgui {
 
-// Draws `frames` frames (windows that fit their content settle after the second) of the tree
-// `build` returns, `width` x `height` pixels, and writes the last one to `path`. Answers false,
-// with the reason in `error`, when no window or GL context can be made or the file cannot be
-// written. Uses a private ImGui context; the caller's current context is restored.
+// Draws the tree `build` returns, `width` x `height` pixels, frame after frame at 60 frames a
+// second until windows have fitted their content and every transition has come to rest (at most
+// ten seconds of frames), and writes the last frame to `path`; `texts`, when given, receives
+// what that frame drew where. Answers false, with the reason in `error`, when no window or GL
+// context can be made or the file cannot be written. Uses a private ImGui context; the caller's
+// current context is restored.
 bool savePngFrame(const std::function<ui::Node()>& build, int width, int height, const std::string& path,
-                  std::string* error, int frames = 3);
+                  std::string* error, std::vector<DrawnText>* texts = nullptr);
 
 }  // namespace tarnwell::imgui

@@ -1,4 +1,5 @@
-// An overlay showing one NPS survey over a host screen, as the renderer tests draw it.
+// An overlay over a host screen with the items a test puts on it, as the renderer tests and the
+// frame benchmark draw it.
 #pragma once
 
 #include <optional>
@@ -21,7 +22,7 @@ inline Survey npsSurvey() {
   return survey;
 }
 
-struct NpsOverlay {
+struct OverlayScene {
   MainContext main{MainContext::Mode::hostPumped};
   Published<std::optional<Survey>> survey{main, std::nullopt};
   Published<std::optional<Survey>> announcement{main, std::nullopt};
@@ -33,14 +34,20 @@ struct NpsOverlay {
                    .announcementActions = {}},
       [] { return ui::text("Host screen", ui::TextRole::body); }};
 
-  NpsOverlay() {
-    survey.set(npsSurvey());
+  explicit OverlayScene(std::optional<Survey> shownSurvey, std::optional<Survey> shownAnnouncement = std::nullopt) {
+    survey.set(std::move(shownSurvey));
+    announcement.set(std::move(shownAnnouncement));
     main.poll();
   }
   ui::Node tree() {
     main.poll();
     return overlay.tree();
   }
+};
+
+// One NPS survey on screen.
+struct NpsOverlay : OverlayScene {
+  NpsOverlay() : OverlayScene(npsSurvey()) {}
 };
 
 }  // namespace tarnwell::testing
