@@ -171,7 +171,7 @@ void GatewayServer::addRoutes(httplib::Server& http) {
     sendJSON(response, 200, itemsOf(listOf(store_.eventStore().events(parameter(request, "name")))));
   });
   http.Get("/__gateway/responses", [this](const httplib::Request& request, httplib::Response& response) {
-    const ResponseFilter filter{parameter(request, "surveyId"), parameter(request, "bannerId")};
+    const ResponseFilter filter{parameter(request, "surveyId"), parameter(request, "bannerId"), false, std::nullopt};
     sendJSON(response, 200, itemsOf(listOf(store_.responseStore().responses(filter))));
   });
   http.Get("/__gateway/telemetry", [this](const httplib::Request&, httplib::Response& response) {
@@ -182,6 +182,10 @@ void GatewayServer::addRoutes(httplib::Server& http) {
   });
   http.Get("/__gateway/users", [this](const httplib::Request&, httplib::Response& response) {
     sendJSON(response, 200, usersOf(store_.identityStore()));
+  });
+  http.Get("/__gateway/live-card-clicks", [this](const httplib::Request& request, httplib::Response& response) {
+    const ResponseFilter filter{std::nullopt, std::nullopt, true, parameter(request, "liveCardId")};
+    sendJSON(response, 200, itemsOf(listOf(store_.responseStore().responses(filter))));
   });
   http.Get("/__gateway/content", [this](const httplib::Request&, httplib::Response& response) {
     sendJSON(response, 200, versionsOf(*content()));
