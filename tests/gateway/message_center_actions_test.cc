@@ -172,6 +172,9 @@ TEST_F(MessageCenterActionsTest, SettingsReplacedByTheOperatorGateWhatUsersMayDo
   const std::string id = openThread("user-7");
   EXPECT_EQ(error("create_thread", newThread("user-7", std::nullopt)), "Too many open conversations: up to 1 at a time");
   EXPECT_EQ(error("delete_thread", {{"threadId", id}}), "Deleting conversations is not allowed");
+  // A closed conversation no longer counts against the limit.
+  operatorPost("/__gateway/threads/" + id + "/close");
+  EXPECT_EQ(gateway().call("create_thread", newThread("user-7", std::nullopt))["ok"].encode(), "true");
 
   gateway().http().Put("/__gateway/message-center/settings", R"({"$id":"mcs_1","chatEnabled":false})",
                        "application/json");

@@ -134,12 +134,8 @@ ActionReply createThread(ActionContext& context, const ActionCall& call) {
   MessageCenterStore& store = context.store.messageCenterStore();
   if (std::optional<std::string> refusal = chatRefusal(store)) return ActionReply::failure(*refusal);
   const std::optional<JSONValue> settings = store.settings();
-  const ThreadOwner owner{writer.userId, anonymousId};
-  if (const std::optional<std::int64_t> limit =
-          settings ? (*settings)["maxOpenConversationsPerUser"].intValue() : std::nullopt;
-      limit && store.openThreadCount(owner) >= *limit) {
-    return ActionReply::failure("Too many open conversations: up to " + std::to_string(*limit) + " at a time");
-  }
+  const std::optional<std::int64_t> maxOpen =
+      settings ? (*settings)["maxOpenConversationsPerUser"].intValue() : std::nullopt;
 
   const std::string now = backendDate(context.clock);
   const std::string id = newDocumentId();
@@ -166,7 +162,9 @@ ActionReply createThread(ActionContext& context, const ActionCall& call) {
                                       {"$updatedAt", now}};
   JSONValue first = userMessage(writer, initialMessage, std::nullopt, attachments, metadata, now);
   first.asObject()->set("conversationId", id);
-  store.addThread(thread, first);
+  if (!store.addThread(thread, first, ThreadOwner{writer.userId, anonymousId}, maxOpen)) {
+    return ActionReply::failure("Too many open conversations: up to " + std::to_string(*maxOpen) + " at a time");
+  }
   return itemReply(thread);
 }
 

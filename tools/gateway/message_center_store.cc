@@ -212,23 +212,21 @@ std::optional<JSONValue> MessageCenterStore::findThread(const std::string& threa
   return database_.locked([&](sqlite3* db) { return threadRow(db, threadId); });
 }
 
-std::int64_t MessageCenterStore::openThreadCount(const ThreadOwner& owner) {
+bool MessageCenterStore::addThread(const JSONValue& thread, const JSONValue& firstMessage, const ThreadOwner& owner,
+                                   std::optional<std::int64_t> maxOpen) {
   return database_.locked([&](sqlite3* db) {
-    Statement select(db, (std::string("SELECT COUNT(*) FROM mc_threads WHERE") + kOwnedThreadsSql +
-                          " AND LOWER(status) <> 'closed'")
-                             .c_str());
-    select.bind(1, owner.userId).bind(2, owner.anonymousId);
-    select.step();
-    return select.integer(0);
-  });
-}
-
-void MessageCenterStore::addThread(const JSONValue& thread, const JSONValue& firstMessage) {
-  database_.locked([&](sqlite3* db) {
     Transaction transaction(db);
+    if (maxOpen) {
+      Statement count(db, (std::string("SELECT COUNT(*) FROM mc_threads WHERE") + kOwnedThreadsSql +
+                           " AND LOWER(status) <> 'closed'")
+                              .c_str());
+      count.bind(1, owner.userId).bind(2, owner.anonymousId).step();
+      if (count.integer(0) >= *maxOpen) return false;
+    }
     saveThread(db, thread);
     insertMessage(db, firstMessage, true);
     transaction.commit();
+    return true;
   });
 }
 

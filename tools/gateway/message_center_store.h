@@ -93,10 +93,10 @@ class MessageCenterStore {
   std::vector<JSONValue> allThreads();
   // The thread whose "$id" or "conversationId" is `threadId`.
   std::optional<JSONValue> findThread(const std::string& threadId);
-  // How many of the owner's visible threads are not closed.
-  std::int64_t openThreadCount(const ThreadOwner& owner);
-  // Keeps a new thread and its first message, both or neither.
-  void addThread(const JSONValue& thread, const JSONValue& firstMessage);
+  // Keeps a new thread of `owner` and its first message, both or neither. With `maxOpen` given,
+  // false and nothing kept when the owner's visible threads that are not closed number that many.
+  bool addThread(const JSONValue& thread, const JSONValue& firstMessage, const ThreadOwner& owner,
+                 std::optional<std::int64_t> maxOpen);
   // Adds a message to the thread `threadId` names ("$id" or "conversationId") and moves its
   // "lastMessageAt"; a support message also counts in its "unreadCount". A closed thread takes
   // nothing.
