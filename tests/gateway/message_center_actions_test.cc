@@ -25,17 +25,26 @@ class MessageCenterActionsTest : public GatewayServerTest {
  protected:
   static JSONObject newThread(const std::string& userId, const std::optional<std::string>& anonymousId,
                               const std::string& subject = "Export fails") {
-    return JSONObject{{"appId", "app-1"},        {"userId", userId},          {"userName", "Ada"},
-                      {"userEmail", nullptr},    {"subject", subject},        {"initialMessage", "PDF export hangs"},
-                      {"environment", "debug"},  {"anonymousId", textOrNull(anonymousId)},
-                      {"sessionId", "sess-1"},   {"organizationId", "org-1"}, {"projectId", "proj-1"},
-                      {"teamId", "team-1"},      {"type", "support"},         {"attachments", nullptr},
+    return JSONObject{{"appId", "app-1"},
+                      {"userId", userId},
+                      {"userName", "Ada"},
+                      {"userEmail", nullptr},
+                      {"subject", subject},
+                      {"initialMessage", "PDF export hangs"},
+                      {"environment", "debug"},
+                      {"anonymousId", textOrNull(anonymousId)},
+                      {"sessionId", "sess-1"},
+                      {"organizationId", "org-1"},
+                      {"projectId", "proj-1"},
+                      {"teamId", "team-1"},
+                      {"type", "support"},
+                      {"attachments", nullptr},
                       {"metadata", JSONObject{{"platform", "ios"}}}};
   }
   static JSONObject message(const std::string& userId, const std::string& threadId, const std::string& content) {
-    return JSONObject{{"userId", userId},         {"userName", nullptr},    {"userEmail", nullptr},
-                      {"threadId", threadId},     {"content", content},     {"environment", "debug"},
-                      {"sessionId", nullptr},     {"messageType", nullptr}, {"attachments", JSONArray{"a.png"}},
+    return JSONObject{{"userId", userId},     {"userName", nullptr},    {"userEmail", nullptr},
+                      {"threadId", threadId}, {"content", content},     {"environment", "debug"},
+                      {"sessionId", nullptr}, {"messageType", nullptr}, {"attachments", JSONArray{"a.png"}},
                       {"metadata", nullptr}};
   }
   static JSONObject listOf(const std::string& userId, const std::optional<std::string>& anonymousId) {
@@ -170,7 +179,8 @@ TEST_F(MessageCenterActionsTest, SettingsReplacedByTheOperatorGateWhatUsersMayDo
   EXPECT_EQ(gateway().call("get_message_center_settings", {})["data"]["item"].encode(), settings);
 
   const std::string id = openThread("user-7");
-  EXPECT_EQ(error("create_thread", newThread("user-7", std::nullopt)), "Too many open conversations: up to 1 at a time");
+  EXPECT_EQ(error("create_thread", newThread("user-7", std::nullopt)),
+            "Too many open conversations: up to 1 at a time");
   EXPECT_EQ(error("delete_thread", {{"threadId", id}}), "Deleting conversations is not allowed");
   // A closed conversation no longer counts against the limit.
   operatorPost("/__gateway/threads/" + id + "/close");
@@ -195,8 +205,9 @@ TEST_F(MessageCenterActionsTest, SeedsTheFeedAndThreadsFromTheContentAndCountsRe
   gateway().call("mark_message_announcement_read", read);
   const JSONValue feed = gateway().call("get_message_announcements", listOf("user-9", std::nullopt));
   EXPECT_EQ(first(feed["data"]["items"])["openedCount"].encode(), "5");
-  EXPECT_EQ(error("mark_message_announcement_read", {{"announcementId", "x"}, {"userId", "u"}, {"anonymousId", nullptr}}),
-            "Announcement not found: x");
+  EXPECT_EQ(
+      error("mark_message_announcement_read", {{"announcementId", "x"}, {"userId", "u"}, {"anonymousId", nullptr}}),
+      "Announcement not found: x");
 
   EXPECT_THROW(testContent().updated(R"({"messageCenter":{"threads":[{"title":"no id"}]}})"), ContentError);
   EXPECT_THROW(testContent().updated(R"({"messageCenter":{"settings":[]}})"), ContentError);
@@ -234,15 +245,19 @@ TEST_F(MessageCenterActionsTest, BadPayloadsAnswerWhatIsWrongAndKeepNothing) {
   } cases[] = {
       {"create_thread", noSubject, "Invalid create_thread payload: subject is missing"},
       {"send_message", badAttachments, "Invalid send_message payload: attachments must be an array of strings or null"},
-      {"get_message_threads", {{"userId", "u"}, {"anonymousId", nullptr}, {"limit", "50"}},
+      {"get_message_threads",
+       {{"userId", "u"}, {"anonymousId", nullptr}, {"limit", "50"}},
        "Invalid get_message_threads payload: limit must be a number"},
-      {"get_messages", {{"threadId", "t"}, {"limit", 0}},
+      {"get_messages",
+       {{"threadId", "t"}, {"limit", 0}},
        "Invalid get_messages payload: limit must be a whole number of at least 1"},
-      {"update_thread_unread_count", {{"threadId", "t"}, {"unreadCount", -1}},
+      {"update_thread_unread_count",
+       {{"threadId", "t"}, {"unreadCount", -1}},
        "Invalid update_thread_unread_count payload: unreadCount must be a whole number of at least 0"},
       {"mark_message_read", {{"id", 5}}, "Invalid mark_message_read payload: id must be a non-empty string"},
       {"mark_message_read", {{"id", "missing"}}, "Message not found: missing"},
-      {"upsert_push_token", {{"deviceId", "d"}, {"platform", "ios"}},
+      {"upsert_push_token",
+       {{"deviceId", "d"}, {"platform", "ios"}},
        "Invalid upsert_push_token payload: pushToken is missing"},
       {"hide_thread_for_user", {}, "Invalid hide_thread_for_user payload: threadId is missing"},
   };

@@ -130,12 +130,22 @@ TEST_F(ResponseActionsTest, AFaultOnSubmittingFailsTheAnswerAndKeepsNothing) {
 
 // A tap on a live card as the SDK sends it: all 17 keys, absent ones as null.
 JSONObject liveCardClick(const std::string& id, const std::string& liveCardId) {
-  return JSONObject{{"id", id},           {"liveCardId", liveCardId},   {"userId", "anonymous_A1"},
-                    {"sessionId", nullptr}, {"deviceId", "ios_device_D1"}, {"impressionId", nullptr},
-                    {"buttonType", "primary"}, {"buttonId", nullptr},   {"actionType", "deeplink"},
-                    {"actionTarget", "tarnwelldemo://upgrade"},           {"carouselItemIndex", 1},
-                    {"position", nullptr},  {"timestamp", "2026-01-01T00:00:00.000Z"},
-                    {"timeToAction", 1200}, {"appVersion", "2.4.0"},     {"platform", "ios"},
+  return JSONObject{{"id", id},
+                    {"liveCardId", liveCardId},
+                    {"userId", "anonymous_A1"},
+                    {"sessionId", nullptr},
+                    {"deviceId", "ios_device_D1"},
+                    {"impressionId", nullptr},
+                    {"buttonType", "primary"},
+                    {"buttonId", nullptr},
+                    {"actionType", "deeplink"},
+                    {"actionTarget", "tarnwelldemo://upgrade"},
+                    {"carouselItemIndex", 1},
+                    {"position", nullptr},
+                    {"timestamp", "2026-01-01T00:00:00.000Z"},
+                    {"timeToAction", 1200},
+                    {"appVersion", "2.4.0"},
+                    {"platform", "ios"},
                     {"metadata", nullptr}};
 }
 

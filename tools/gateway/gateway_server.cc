@@ -124,9 +124,7 @@ void replyAsSupport(MessageCenterStore& store, const Clock& clock, const httplib
   const MessageAdded added = postSupportReply(store, clock, threadId, content->str());
   switch (added.outcome) {
     case ThreadChange::unknownThread: sendThreadNotFound(response, threadId); return;
-    case ThreadChange::closedThread:
-      sendError(response, 409, "thread_closed", "Thread is closed: " + threadId);
-      return;
+    case ThreadChange::closedThread: sendError(response, 409, "thread_closed", "Thread is closed: " + threadId); return;
     case ThreadChange::done: sendJSON(response, 200, itemOf(added.message)); return;
   }
 }

@@ -41,15 +41,17 @@ JSONValue jsonTextOf(const std::optional<JSONObject>& object) {
 }
 
 ActionReply itemsReply(std::vector<JSONValue> documents) {
-  return ActionReply::success(JSONObject{{"items", JSONArray(std::make_move_iterator(documents.begin()),
-                                                             std::make_move_iterator(documents.end()))}});
+  return ActionReply::success(JSONObject{
+      {"items", JSONArray(std::make_move_iterator(documents.begin()), std::make_move_iterator(documents.end()))}});
 }
 
 ActionReply itemReply(JSONValue document) { return ActionReply::success(JSONObject{{"item", std::move(document)}}); }
 
 ActionReply successReply() { return ActionReply::success(JSONObject{{"success", true}}); }
 
-ActionReply threadNotFound(const std::string& threadId) { return ActionReply::failure("Thread not found: " + threadId); }
+ActionReply threadNotFound(const std::string& threadId) {
+  return ActionReply::failure("Thread not found: " + threadId);
+}
 
 // A switch of the settings: on while there are no settings, as the device reads them.
 bool settingIsOn(const std::optional<JSONValue>& settings, std::string_view key) {
@@ -280,19 +282,12 @@ std::string backendDate(const Clock& clock) {
 MessageAdded postSupportReply(MessageCenterStore& store, const Clock& clock, const std::string& threadId,
                               const std::string& content) {
   const std::string now = backendDate(clock);
-  const JSONValue message = JSONObject{{"$id", newDocumentId()},
-                                       {"conversationId", JSONValue()},
-                                       {"senderId", "support"},
-                                       {"senderType", "admin"},
-                                       {"senderName", "Support"},
-                                       {"senderEmail", JSONValue()},
-                                       {"content", content},
-                                       {"messageType", "text"},
-                                       {"attachments", JSONValue()},
-                                       {"isRead", false},
-                                       {"metadata", JSONValue()},
-                                       {"$createdAt", now},
-                                       {"$updatedAt", now}};
+  const JSONValue message =
+      JSONObject{{"$id", newDocumentId()}, {"conversationId", JSONValue()}, {"senderId", "support"},
+                 {"senderType", "admin"},  {"senderName", "Support"},       {"senderEmail", JSONValue()},
+                 {"content", content},     {"messageType", "text"},         {"attachments", JSONValue()},
+                 {"isRead", false},        {"metadata", JSONValue()},       {"$createdAt", now},
+                 {"$updatedAt", now}};
   return store.addMessage(threadId, message, MessageSide::support, now);
 }
 

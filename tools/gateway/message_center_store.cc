@@ -41,7 +41,9 @@ std::optional<std::string> memberText(const JSONValue& document, std::string_vie
   return text ? std::optional(text->str()) : std::nullopt;
 }
 
-std::optional<int> sqlLimit(std::int64_t limit) { return static_cast<int>(std::clamp<std::int64_t>(limit, 0, INT_MAX)); }
+std::optional<int> sqlLimit(std::int64_t limit) {
+  return static_cast<int>(std::clamp<std::int64_t>(limit, 0, INT_MAX));
+}
 
 std::vector<JSONValue> documentsOf(Statement& select) {
   std::vector<JSONValue> documents;
@@ -52,9 +54,9 @@ std::vector<JSONValue> documentsOf(Statement& select) {
 // Inserts the thread, or rewrites the one with its "$id"; a hidden thread stays hidden.
 void saveThread(sqlite3* db, const JSONValue& thread) {
   const std::string id = memberText(thread, "$id").value_or("");
-  const std::string lastActivity = memberText(thread, "lastMessageAt")
-                                       .value_or(memberText(thread, "$updatedAt").value_or(
-                                           memberText(thread, "$createdAt").value_or("")));
+  const std::string lastActivity =
+      memberText(thread, "lastMessageAt")
+          .value_or(memberText(thread, "$updatedAt").value_or(memberText(thread, "$createdAt").value_or("")));
   Statement upsert(db,
                    "INSERT INTO mc_threads (thread_id, conversation_id, user_id, anonymous_id, status, last_activity,"
                    " document) VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7) ON CONFLICT (thread_id) DO UPDATE SET"
@@ -76,7 +78,8 @@ void insertMessage(sqlite3* db, const JSONValue& message, bool replace) {
 }
 
 std::optional<JSONValue> threadRow(sqlite3* db, const std::string& threadId) {
-  Statement select(db, "SELECT document FROM mc_threads WHERE thread_id = ?1 OR conversation_id = ?1 ORDER BY seq LIMIT 1");
+  Statement select(db,
+                   "SELECT document FROM mc_threads WHERE thread_id = ?1 OR conversation_id = ?1 ORDER BY seq LIMIT 1");
   select.bind(1, threadId);
   if (!select.step()) return std::nullopt;
   return JSONValue::decode(select.text(0));
@@ -97,9 +100,13 @@ std::optional<JSONValue> patchThread(sqlite3* db, const std::string& threadId, c
 }  // namespace
 
 JSONValue PushTokenRecord::toJSON() const {
-  return JSONObject{{"deviceId", deviceId},   {"platform", platform},           {"pushToken", pushToken},
-                    {"userId", textOrNull(userId)}, {"anonymousId", textOrNull(anonymousId)},
-                    {"createdAt", createdAt}, {"updatedAt", updatedAt}};
+  return JSONObject{{"deviceId", deviceId},
+                    {"platform", platform},
+                    {"pushToken", pushToken},
+                    {"userId", textOrNull(userId)},
+                    {"anonymousId", textOrNull(anonymousId)},
+                    {"createdAt", createdAt},
+                    {"updatedAt", updatedAt}};
 }
 
 MessageCenterStore::MessageCenterStore(SqliteDatabase& database) : database_(database) {
@@ -138,7 +145,8 @@ void MessageCenterStore::seed(const JSONValue& messageCenter) {
         if (const JSONArray* list = messages.asArray()) {
           for (JSONValue message : *list) {
             if (!message.isObject()) continue;
-            if (!message.asObject()->contains("conversationId")) message.asObject()->set("conversationId", conversationId);
+            if (!message.asObject()->contains("conversationId"))
+              message.asObject()->set("conversationId", conversationId);
             insertMessage(db, message, false);
           }
         }
@@ -156,9 +164,7 @@ std::optional<JSONValue> MessageCenterStore::settings() {
   });
 }
 
-void MessageCenterStore::replaceSettings(const JSONValue& settings) {
-  seed(JSONObject{{"settings", settings}});
-}
+void MessageCenterStore::replaceSettings(const JSONValue& settings) { seed(JSONObject{{"settings", settings}}); }
 
 std::vector<JSONValue> MessageCenterStore::announcements(std::int64_t limit) {
   return database_.locked([&](sqlite3* db) {

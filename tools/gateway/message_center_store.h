@@ -107,7 +107,8 @@ class MessageCenterStore {
   // The message as it now stands, "isRead" true; absent when there is no such message.
   std::optional<JSONValue> markMessageRead(const std::string& messageId, const std::string& now);
   // Each answers the thread as it now stands; absent when there is no such thread.
-  std::optional<JSONValue> setUnreadCount(const std::string& threadId, std::int64_t unreadCount, const std::string& now);
+  std::optional<JSONValue> setUnreadCount(const std::string& threadId, std::int64_t unreadCount,
+                                          const std::string& now);
   std::optional<JSONValue> setStatus(const std::string& threadId, const std::string& status, const std::string& now);
   // Hidden from its user's list, and closed for support.
   std::optional<JSONValue> hideThread(const std::string& threadId, const std::string& now);

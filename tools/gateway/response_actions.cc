@@ -54,18 +54,17 @@ ActionReply trackLiveCardClick(ActionContext& context, const ActionCall& call) {
   const PayloadReader payload(call.payload);
   payload.nullableText("id");
   std::optional<std::string> liveCardId = payload.nullableText("liveCardId");
-  for (const char* key : {"userId", "sessionId", "deviceId", "impressionId", "buttonType", "buttonId", "actionType",
-                          "actionTarget"}) {
+  for (const char* key :
+       {"userId", "sessionId", "deviceId", "impressionId", "buttonType", "buttonId", "actionType", "actionTarget"}) {
     payload.nullableText(key);
   }
   payload.nullableNumber("carouselItemIndex");
   for (const char* key : {"position", "timestamp"}) payload.nullableText(key);
   payload.nullableNumber("timeToAction");
   for (const char* key : {"appVersion", "platform", "metadata"}) payload.nullableText(key);
-  context.store.responseStore().recordResponse({std::string(kLiveCardClick), std::move(liveCardId),
-                                                call.sentPayloadText(), call.sessionToken,
-                                                call.session ? std::optional(call.session->teamId) : std::nullopt,
-                                                formatISO8601Date(context.clock.now())});
+  context.store.responseStore().recordResponse(
+      {std::string(kLiveCardClick), std::move(liveCardId), call.sentPayloadText(), call.sessionToken,
+       call.session ? std::optional(call.session->teamId) : std::nullopt, formatISO8601Date(context.clock.now())});
   return ActionReply::success(JSONObject{{"success", true}});
 }
 
