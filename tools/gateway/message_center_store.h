@@ -7,7 +7,7 @@
 //
 //   MessageCenterStore& center = gatewayStore.messageCenterStore();
 //   center.seed(content.document["messageCenter"]);
-//   center.addThread(threadDocument, firstMessageDocument);
+//   center.addThread(threadDocument, firstMessageDocument, {"user-7", "anon-1"}, /*maxOpen=*/3);
 //   MessageAdded added = center.addMessage("conv_1", messageDocument, MessageSide::support, now);
 //   // added.outcome == ThreadChange::done; the thread's "unreadCount" went up by one
 //
