@@ -128,5 +128,49 @@ TEST_F(ResponseActionsTest, AFaultOnSubmittingFailsTheAnswerAndKeepsNothing) {
   EXPECT_EQ(listed("/__gateway/responses"), std::vector<std::string>{"survey/srv_checkout_nps/r-1"});
 }
 
+// A tap on a live card as the SDK sends it: all 17 keys, absent ones as null.
+JSONObject liveCardClick(const std::string& id, const std::string& liveCardId) {
+  return JSONObject{{"id", id},
+                    {"liveCardId", liveCardId},
+                    {"userId", "anonymous_A1"},
+                    {"sessionId", nullptr},
+                    {"deviceId", "ios_device_D1"},
+                    {"impressionId", nullptr},
+                    {"buttonType", "primary"},
+                    {"buttonId", nullptr},
+                    {"actionType", "deeplink"},
+                    {"actionTarget", "tarnwelldemo://upgrade"},
+                    {"carouselItemIndex", 1},
+                    {"position", nullptr},
+                    {"timestamp", "2026-01-01T00:00:00.000Z"},
+                    {"timeToAction", 1200},
+                    {"appVersion", "2.4.0"},
+                    {"platform", "ios"},
+                    {"metadata", nullptr}};
+}
+
+TEST_F(ResponseActionsTest, KeepsLiveCardClicksApartFromTheResponses) {
+  EXPECT_EQ(gateway().call("track_live_card_click", liveCardClick("c-1", "card_upgrade_pro")).encode(),
+            R"({"ok":true,"data":{"success":true}})");
+  gateway().call("track_live_card_click", liveCardClick("c-2", "card_whats_new"));
+  gateway().call("submit_survey_response", surveyResponse("r-1", "srv_checkout_nps"));
+
+  EXPECT_EQ(listed("/__gateway/live-card-clicks"),
+            (std::vector<std::string>{"liveCardClick/card_upgrade_pro/c-1", "liveCardClick/card_whats_new/c-2"}));
+  EXPECT_EQ(listed("/__gateway/live-card-clicks?liveCardId=card_whats_new"),
+            std::vector<std::string>{"liveCardClick/card_whats_new/c-2"});
+  EXPECT_EQ(listed("/__gateway/responses"), std::vector<std::string>{"survey/srv_checkout_nps/r-1"});
+
+  JSONObject textIndex = liveCardClick("c-3", "card_whats_new");
+  textIndex.set("carouselItemIndex", "1");
+  EXPECT_EQ(gateway().call("track_live_card_click", textIndex)["error"].encode(),
+            R"("Invalid track_live_card_click payload: carouselItemIndex must be a number or null")");
+  JSONObject noTarget = liveCardClick("c-4", "card_whats_new");
+  noTarget.erase("actionTarget");
+  EXPECT_EQ(gateway().call("track_live_card_click", noTarget)["error"].encode(),
+            R"("Invalid track_live_card_click payload: actionTarget is missing")");
+  EXPECT_EQ(listed("/__gateway/live-card-clicks").size(), 2u);
+}
+
 }  // namespace
 }  // namespace tarnwell::gateway

@@ -4,6 +4,7 @@
 #include "tools/gateway/content_actions.h"
 #include "tools/gateway/event_actions.h"
 #include "tools/gateway/identity_actions.h"
+#include "tools/gateway/message_center_actions.h"
 #include "tools/gateway/response_actions.h"
 
 namespace tarnwell::gateway {
@@ -26,6 +27,7 @@ ActionTable standardActions() {
   addEventActions(table);
   addContentActions(table);
   addResponseActions(table);
+  addMessageCenterActions(table);
   return table;
 }
 

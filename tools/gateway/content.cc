@@ -101,6 +101,40 @@ ContentSection readSection(const JSONObject& document, std::string_view name) {
   return section;
 }
 
+// The documents of `list` (a path in the message center seed), each an object with an "$id".
+void checkSeedDocuments(const JSONValue* list, const std::string& path) {
+  if (list == nullptr) return;
+  const JSONArray* documents = list->asArray();
+  if (documents == nullptr) throw ContentError("\"" + path + "\" must be an array of documents");
+  for (std::size_t i = 0; i < documents->size(); ++i) {
+    const JSONValue& document = (*documents)[i];
+    const std::string where = path + "[" + std::to_string(i) + "]";
+    if (!document.isObject()) throw ContentError("\"" + where + "\" must be a document (an object)");
+    const JSONString* id = document["$id"].asString();
+    if (id == nullptr || id->empty()) throw ContentError("\"" + where + ".$id\" must be a non-empty string");
+  }
+}
+
+// "messageCenter": {"settings": {...} or null, "announcements": [...], "threads": [{..., "messages":
+// [...]}]}, each part optional, each document with its "$id".
+void checkMessageCenter(const JSONObject& document) {
+  const JSONValue* center = document.find("messageCenter");
+  if (center == nullptr) return;
+  const JSONObject* parts = center->asObject();
+  if (parts == nullptr) throw ContentError("\"messageCenter\" must be an object");
+  if (const JSONValue* settings = parts->find("settings"); settings && !settings->isObject() && !settings->isNull()) {
+    throw ContentError("\"messageCenter.settings\" must be an object or null");
+  }
+  checkSeedDocuments(parts->find("announcements"), "messageCenter.announcements");
+  const JSONValue* threads = parts->find("threads");
+  checkSeedDocuments(threads, "messageCenter.threads");
+  if (threads == nullptr) return;
+  for (std::size_t i = 0; i < threads->asArray()->size(); ++i) {
+    checkSeedDocuments((*threads->asArray())[i].asObject()->find("messages"),
+                       "messageCenter.threads[" + std::to_string(i) + "].messages");
+  }
+}
+
 // What `read` returns, its DecodingError thrown as a ContentError.
 template <typename Read>
 auto readingContent(Read read) {
@@ -122,6 +156,7 @@ GatewayContent contentOf(JSONValue document) {
     throw ContentError("\"functionId\" must be a non-empty id of letters, digits, '.', '-' or '_'");
   }
   checkApiKeys(head.apiKeys);
+  checkMessageCenter(*document.asObject());
   for (const std::string_view name : kContentSections) {
     content.sections.emplace(name, readingContent([&] { return readSection(*document.asObject(), name); }));
   }

@@ -8,10 +8,12 @@
 #include <stdexcept>
 #include <utility>
 
+#include <tarnwell/core/coding_error.h>
 #include <tarnwell/core/iso8601.h>
 #include "tarnwell/platform/detail/uuid.h"
 
 #include "tools/gateway/connection_drop.h"
+#include "tools/gateway/message_center_actions.h"
 
 namespace tarnwell::gateway {
 namespace {
@@ -95,6 +97,38 @@ void describeException(const httplib::Request&, httplib::Response& response, std
   }
 }
 
+// The JSON body of an inspection call; BadRequest when it is not JSON.
+JSONValue bodyOf(const httplib::Request& request) {
+  try {
+    return JSONValue::decode(request.body);
+  } catch (const DecodingError& error) {
+    throw BadRequest(std::string("The body is not JSON: ") + error.what());
+  }
+}
+
+std::string itemOf(JSONValue document) { return JSONValue(JSONObject{{"item", std::move(document)}}).encode(); }
+
+void sendThreadNotFound(httplib::Response& response, const std::string& threadId) {
+  sendError(response, 404, "document_not_found", "Thread not found: " + threadId);
+}
+
+// Support answers in a thread: {"content": text}.
+void replyAsSupport(MessageCenterStore& store, const Clock& clock, const httplib::Request& request,
+                    httplib::Response& response) {
+  const std::string threadId = request.matches[1];
+  const JSONValue body = bodyOf(request);
+  const JSONString* content = body["content"].asString();
+  if (!body.isObject() || content == nullptr || content->empty()) {
+    throw BadRequest("The body must be {\"content\": <a non-empty string>}");
+  }
+  const MessageAdded added = postSupportReply(store, clock, threadId, content->str());
+  switch (added.outcome) {
+    case ThreadChange::unknownThread: sendThreadNotFound(response, threadId); return;
+    case ThreadChange::closedThread: sendError(response, 409, "thread_closed", "Thread is closed: " + threadId); return;
+    case ThreadChange::done: sendJSON(response, 200, itemOf(added.message)); return;
+  }
+}
+
 }  // namespace
 
 GatewayServer::GatewayServer(GatewayContent content, const std::string& databasePath, GatewayOptions options)
@@ -102,7 +136,9 @@ GatewayServer::GatewayServer(GatewayContent content, const std::string& database
       clock_(std::move(options.clock)),
       actions_(std::move(options.actions)),
       store_(databasePath),
-      delays_(clock_) {}
+      delays_(clock_) {
+  store_.messageCenterStore().seed(content_->document["messageCenter"]);
+}
 
 GatewayServer::~GatewayServer() { stop(); }
 
@@ -171,7 +207,7 @@ void GatewayServer::addRoutes(httplib::Server& http) {
     sendJSON(response, 200, itemsOf(listOf(store_.eventStore().events(parameter(request, "name")))));
   });
   http.Get("/__gateway/responses", [this](const httplib::Request& request, httplib::Response& response) {
-    const ResponseFilter filter{parameter(request, "surveyId"), parameter(request, "bannerId")};
+    const ResponseFilter filter{parameter(request, "surveyId"), parameter(request, "bannerId"), false, std::nullopt};
     sendJSON(response, 200, itemsOf(listOf(store_.responseStore().responses(filter))));
   });
   http.Get("/__gateway/telemetry", [this](const httplib::Request&, httplib::Response& response) {
@@ -183,6 +219,11 @@ void GatewayServer::addRoutes(httplib::Server& http) {
   http.Get("/__gateway/users", [this](const httplib::Request&, httplib::Response& response) {
     sendJSON(response, 200, usersOf(store_.identityStore()));
   });
+  http.Get("/__gateway/live-card-clicks", [this](const httplib::Request& request, httplib::Response& response) {
+    const ResponseFilter filter{std::nullopt, std::nullopt, true, parameter(request, "liveCardId")};
+    sendJSON(response, 200, itemsOf(listOf(store_.responseStore().responses(filter))));
+  });
+  addMessageCenterRoutes(http);
   http.Get("/__gateway/content", [this](const httplib::Request&, httplib::Response& response) {
     sendJSON(response, 200, versionsOf(*content()));
   });
@@ -213,6 +254,52 @@ void GatewayServer::addRoutes(httplib::Server& http) {
   http.set_exception_handler(describeException);
 }
 
+void GatewayServer::addMessageCenterRoutes(httplib::Server& http) {
+  // An inspection body that does not fit answers 400 with what is wrong.
+  const auto guarded = [](auto route) {
+    return [route](const httplib::Request& request, httplib::Response& response) {
+      try {
+        route(request, response);
+      } catch (const BadRequest& error) {
+        sendError(response, 400, "general_argument_invalid", error.what());
+      }
+    };
+  };
+  MessageCenterStore& center = store_.messageCenterStore();
+  http.Get("/__gateway/threads", [&center](const httplib::Request&, httplib::Response& response) {
+    std::vector<JSONValue> threads = center.allThreads();
+    sendJSON(response, 200,
+             itemsOf(JSONArray(std::make_move_iterator(threads.begin()), std::make_move_iterator(threads.end()))));
+  });
+  http.Post(R"(/__gateway/threads/([^/]+)/reply)",
+            guarded([this, &center](const httplib::Request& request, httplib::Response& response) {
+              replyAsSupport(center, *clock_, request, response);
+            }));
+  http.Post(R"(/__gateway/threads/([^/]+)/close)",
+            [this, &center](const httplib::Request& request, httplib::Response& response) {
+              const std::string threadId = request.matches[1];
+              std::optional<JSONValue> thread = center.setStatus(threadId, kClosedThreadStatus, backendDate(*clock_));
+              if (!thread) return sendThreadNotFound(response, threadId);
+              sendJSON(response, 200, itemOf(std::move(*thread)));
+            });
+  http.Get("/__gateway/message-center/settings", [&center](const httplib::Request&, httplib::Response& response) {
+    const std::optional<JSONValue> settings = center.settings();
+    sendJSON(response, 200, itemOf(settings ? *settings : JSONValue()));
+  });
+  http.Put("/__gateway/message-center/settings",
+           guarded([&center](const httplib::Request& request, httplib::Response& response) {
+             const JSONValue settings = bodyOf(request);
+             if (!settings.isObject() && !settings.isNull()) {
+               throw BadRequest("The settings must be a JSON object, or null for none");
+             }
+             center.replaceSettings(settings);
+             sendJSON(response, 200, itemOf(settings));
+           }));
+  http.Get("/__gateway/push-tokens", [&center](const httplib::Request&, httplib::Response& response) {
+    sendJSON(response, 200, itemsOf(listOf(center.pushTokens())));
+  });
+}
+
 std::shared_ptr<const GatewayContent> GatewayServer::content() const {
   std::lock_guard lock(contentMutex_);
   return content_;
@@ -220,7 +307,12 @@ std::shared_ptr<const GatewayContent> GatewayServer::content() const {
 
 std::shared_ptr<const GatewayContent> GatewayServer::updateContent(std::string_view changes) {
   std::lock_guard update(updateMutex_);
-  auto next = std::make_shared<const GatewayContent>(content()->updated(changes));
+  const std::shared_ptr<const GatewayContent> previous = content();
+  auto next = std::make_shared<const GatewayContent>(previous->updated(changes));
+  // New message center documents in the content join those kept; what users did stays.
+  if (next->document["messageCenter"] != previous->document["messageCenter"]) {
+    store_.messageCenterStore().seed(next->document["messageCenter"]);
+  }
   std::lock_guard lock(contentMutex_);
   content_ = next;
   return next;

@@ -86,6 +86,8 @@ class GatewayServer {
   // Replaces the content by content().updated(changes); throws ContentError and keeps the
   // content when the changes do not fit.
   std::shared_ptr<const GatewayContent> updateContent(std::string_view changes);
+  // The support team's side of the message center.
+  void addMessageCenterRoutes(httplib::Server& http);
 
   std::mutex updateMutex_;           // one content update at a time, from read to swap
   mutable std::mutex contentMutex_;  // guards content_

@@ -24,7 +24,7 @@ JSONValue RecordedRequest::toJSON() const {
 }
 
 GatewayStore::GatewayStore(const std::string& path)
-    : database_(path), identity_(database_), events_(database_), responses_(database_) {
+    : database_(path), identity_(database_), events_(database_), responses_(database_), messageCenter_(database_) {
   database_.locked([](sqlite3* db) { execute(db, kGatewaySchemaSql); });
 }
 

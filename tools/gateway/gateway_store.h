@@ -2,8 +2,8 @@
 //
 // GatewayStore keeps what the local gateway must remember in one SQLite database: the sessions
 // its bootstraps handed out, every gateway call it received (for the inspection endpoint), and,
-// through its parts, the identities, app sessions, events, telemetry and survey and announcement
-// responses the actions store.
+// through its parts, the identities, app sessions, events, telemetry, survey and announcement
+// responses and live card clicks, and the message center the actions store.
 //
 //   GatewayStore store(":memory:");   // or a file path; a file is opened in WAL mode
 //   store.rememberSession(session);
@@ -23,6 +23,7 @@
 
 #include "tools/gateway/event_store.h"
 #include "tools/gateway/identity_store.h"
+#include "tools/gateway/message_center_store.h"
 #include "tools/gateway/response_store.h"
 #include "tools/gateway/sqlite_database.h"
 
@@ -74,12 +75,14 @@ class GatewayStore {
   IdentityStore& identityStore() { return identity_; }
   EventStore& eventStore() { return events_; }
   ResponseStore& responseStore() { return responses_; }
+  MessageCenterStore& messageCenterStore() { return messageCenter_; }
 
  private:
   SqliteDatabase database_;
   IdentityStore identity_;
   EventStore events_;
   ResponseStore responses_;
+  MessageCenterStore messageCenter_;
 };
 
 }  // namespace tarnwell::gateway

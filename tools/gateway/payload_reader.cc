@@ -84,6 +84,29 @@ std::optional<double> PayloadReader::nullableNumber(std::string_view key) const 
   return *number;
 }
 
+std::optional<std::vector<std::string>> PayloadReader::nullableTexts(std::string_view key) const {
+  const JSONValue& value = member(key);
+  if (value.isNull()) return std::nullopt;
+  const JSONArray* array = value.asArray();
+  if (array == nullptr) reject(key, "an array of strings or null");
+  std::vector<std::string> texts;
+  texts.reserve(array->size());
+  for (const JSONValue& element : *array) {
+    const JSONString* text = element.asString();
+    if (text == nullptr) reject(key, "an array of strings or null");
+    texts.push_back(text->str());
+  }
+  return texts;
+}
+
+std::optional<JSONObject> PayloadReader::nullableObject(std::string_view key) const {
+  const JSONValue& value = member(key);
+  if (value.isNull()) return std::nullopt;
+  const JSONObject* object = value.asObject();
+  if (object == nullptr) reject(key, "an object or null");
+  return *object;
+}
+
 std::optional<std::string> PayloadReader::nullableJSONText(std::string_view key) const {
   const JSONValue& value = member(key);
   if (value.isNull()) return std::nullopt;

@@ -53,6 +53,10 @@ class PayloadReader {
   bool flag(std::string_view key) const;
   double number(std::string_view key) const;
   std::optional<double> nullableNumber(std::string_view key) const;  // absent for null
+  // An array of strings; absent for null.
+  std::optional<std::vector<std::string>> nullableTexts(std::string_view key) const;
+  // An object, returned as it was sent; absent for null.
+  std::optional<JSONObject> nullableObject(std::string_view key) const;
   // Text that holds a JSON document, returned as it was sent; absent for null.
   std::optional<std::string> nullableJSONText(std::string_view key) const;
 

@@ -49,11 +49,31 @@ ActionHandler submitting(const ResponseShape& shape) {
   });
 }
 
+// A tap on a live card: its 17 keys, texts but for the two numbers, each null when absent.
+ActionReply trackLiveCardClick(ActionContext& context, const ActionCall& call) {
+  const PayloadReader payload(call.payload);
+  payload.nullableText("id");
+  std::optional<std::string> liveCardId = payload.nullableText("liveCardId");
+  for (const char* key :
+       {"userId", "sessionId", "deviceId", "impressionId", "buttonType", "buttonId", "actionType", "actionTarget"}) {
+    payload.nullableText(key);
+  }
+  payload.nullableNumber("carouselItemIndex");
+  for (const char* key : {"position", "timestamp"}) payload.nullableText(key);
+  payload.nullableNumber("timeToAction");
+  for (const char* key : {"appVersion", "platform", "metadata"}) payload.nullableText(key);
+  context.store.responseStore().recordResponse(
+      {std::string(kLiveCardClick), std::move(liveCardId), call.sentPayloadText(), call.sessionToken,
+       call.session ? std::optional(call.session->teamId) : std::nullopt, formatISO8601Date(context.clock.now())});
+  return ActionReply::success(JSONObject{{"success", true}});
+}
+
 }  // namespace
 
 void addResponseActions(ActionTable& table) {
   table["submit_survey_response"] = submitting(kSurvey);
   table["submit_announcement_banner_response"] = submitting(kAnnouncement);
+  table["track_live_card_click"] = answeringPayloadErrors(trackLiveCardClick);
 }
 
 }  // namespace tarnwell::gateway

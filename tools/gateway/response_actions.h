@@ -3,7 +3,9 @@
 // The actions that carry what users answered: "submit_survey_response" and
 // "submit_announcement_banner_response". The SDK sends all 19 keys of a response, an absent value
 // as null; an announcement's response has "bannerId" and "bannerName" where a survey's has
-// "surveyId" and "surveyName".
+// "surveyId" and "surveyName". "track_live_card_click" carries a tap on a live card: 17 keys,
+// texts or null but for the numbers "carouselItemIndex" and "timeToAction", kept the same way
+// under its "liveCardId".
 //
 //   {"id":"rsp_1","userId":"anonymous_A1","appVersion":"2.4.0","platform":"ios","metadata":null,
 //    "surveyId":"srv_checkout_nps","responses":"{\"nps_score\":9}","completed":true,...}

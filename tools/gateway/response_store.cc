@@ -41,10 +41,13 @@ std::vector<ReceivedResponse> ResponseStore::responses(const ResponseFilter& fil
   return database_.locked([&](sqlite3* db) {
     Statement select(db,
                      "SELECT kind, answered_id, payload, session_token, team_id, received_at, id FROM responses"
-                     " WHERE (?1 IS NULL AND ?2 IS NULL) OR (kind = ?3 AND answered_id = ?1)"
-                     " OR (kind = ?4 AND answered_id = ?2) ORDER BY id");
+                     " WHERE (?6 = 1 AND kind = ?5 AND (?7 IS NULL OR answered_id = ?7))"
+                     " OR (?6 = 0 AND ((?1 IS NULL AND ?2 IS NULL AND kind <> ?5) OR (kind = ?3 AND answered_id = ?1)"
+                     " OR (kind = ?4 AND answered_id = ?2))) ORDER BY id");
     select.bind(1, filter.surveyId).bind(2, filter.bannerId);
     select.bind(3, std::string(kSurveyResponse)).bind(4, std::string(kAnnouncementResponse));
+    select.bind(5, std::string(kLiveCardClick)).bind(6, std::optional<int>(filter.liveCardClicks ? 1 : 0));
+    select.bind(7, filter.liveCardId);
     std::vector<ReceivedResponse> rows;
     while (select.step()) {
       rows.push_back({select.text(0), select.optionalText(1), select.text(2), select.optionalText(3),

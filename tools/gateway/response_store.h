@@ -1,7 +1,7 @@
 // File: tools/gateway/response_store.h
 //
-// ResponseStore keeps the survey and announcement responses the SDK submits, in arrival order,
-// each with its payload text exactly as the device sent it.
+// ResponseStore keeps the survey and announcement responses and the live card clicks the SDK
+// submits, in arrival order, each with its payload text exactly as the device sent it.
 //
 //   ResponseStore& responses = gatewayStore.responseStore();
 //   responses.recordResponse({"survey", "srv_checkout_nps", payloadText, token, "team-1", now});
@@ -24,13 +24,14 @@
 
 namespace tarnwell::gateway {
 
-// The kinds of response: to a survey, and to an announcement banner.
+// The kinds of response: to a survey, to an announcement banner, and a tap on a live card.
 inline constexpr std::string_view kSurveyResponse = "survey";
 inline constexpr std::string_view kAnnouncementResponse = "announcement";
+inline constexpr std::string_view kLiveCardClick = "liveCardClick";
 
 struct ReceivedResponse {
-  std::string kind;                         // kSurveyResponse or kAnnouncementResponse
-  std::optional<std::string> answeredId;    // the payload's "surveyId" or "bannerId"; absent for null
+  std::string kind;                         // kSurveyResponse, kAnnouncementResponse or kLiveCardClick
+  std::optional<std::string> answeredId;    // the payload's "surveyId", "bannerId" or "liveCardId"; absent for null
   std::string payloadText;                  // the payload's JSON text, byte for byte as sent
   std::optional<std::string> sessionToken;  // as the caller sent it, known or not
   std::optional<std::string> teamId;        // of the session the token belongs to, when known
@@ -44,10 +45,13 @@ struct ReceivedResponse {
 };
 
 // Which responses to list: those to the survey `surveyId` and those to the banner `bannerId`.
-// Neither given lists all of them.
+// Neither given lists all of them. With `liveCardClicks` the clicks are listed instead, only
+// those on `liveCardId` when it is given.
 struct ResponseFilter {
   std::optional<std::string> surveyId;
   std::optional<std::string> bannerId;
+  bool liveCardClicks = false;
+  std::optional<std::string> liveCardId;
 };
 
 class ResponseStore {

@@ -184,6 +184,35 @@ TEST(GatewayExecutableTest, ServesTheExampleSurveysAndAnnouncementsAsTheSdkReads
   expectExitStatus(gateway.wait(), 0);
 }
 
+// The demo's message center: settings that allow chat and the feed, two announcements, and a
+// thread of user_demo_1 with an unread answer from support.
+TEST(GatewayExecutableTest, SeedsTheExampleMessageCenter) {
+  GatewayProcess gateway({"--content", TARNWELL_GATEWAY_EXAMPLE_CONTENT});
+  ASSERT_TRUE(gateway.running());
+  testing::GatewayClient client(gateway.readLine(), "tarnwell-local", "sdk-gateway");
+  const JSONValue settings = client.call("get_message_center_settings", {})["data"]["item"];
+  EXPECT_EQ(settings["chatEnabled"].encode(), "true") << settings.encode();
+  EXPECT_EQ(settings["announcementsEnabled"].encode(), "true");
+
+  const JSONObject owner{{"userId", "user_demo_1"}, {"anonymousId", nullptr}, {"limit", 50}};
+  const JSONValue feed = client.call("get_message_announcements", owner);
+  ASSERT_TRUE(feed["data"]["items"].isArray()) << feed.encode();
+  EXPECT_EQ(feed["data"]["items"].asArray()->size(), 2u);
+  const JSONValue threads = client.call("get_message_threads", owner);
+  ASSERT_TRUE(threads["data"]["items"].isArray() && threads["data"]["items"].asArray()->size() == 1u)
+      << threads.encode();
+  EXPECT_EQ(threads["data"]["items"].asArray()->front()["unreadCount"].encode(), "1");
+  const JSONValue messages = client.call("get_messages", {{"threadId", "thr_demo_export"}, {"limit", 100}});
+  ASSERT_TRUE(messages["data"]["items"].isArray() && !messages["data"]["items"].asArray()->empty())
+      << messages.encode();
+  const JSONValue& latest = messages["data"]["items"].asArray()->back();
+  EXPECT_EQ(latest["senderType"].encode(), R"("admin")");
+  EXPECT_EQ(latest["isRead"].encode(), "false");
+
+  gateway.signal(SIGTERM);
+  expectExitStatus(gateway.wait(), 0);
+}
+
 // Every content error takes this way out: status 2, its message on standard error.
 TEST(GatewayExecutableTest, RejectsABadContentFileWithStatus2) {
   testing::ScratchDir scratch;
