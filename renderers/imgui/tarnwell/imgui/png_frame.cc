@@ -72,12 +72,8 @@ bool savePngFrame(const std::function<ui::Node()>& build, int width, int height,
     glClear(GL_COLOR_BUFFER_BIT);
     ImGui_ImplOpenGL2_RenderDrawData(ImGui::GetDrawData());
   }
-  glFinish();
   if (texts) *texts = renderer.drawnTexts();
-  std::vector<unsigned char> pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4);
-  glReadBuffer(GL_BACK);
-  glPixelStorei(GL_PACK_ALIGNMENT, 1);
-  glReadPixels(0, 0, width, height, GL_RGBA, GL_UNSIGNED_BYTE, pixels.data());
+  const bool written = writeBackBufferPng(width, height, path, error);
 
   ImGui_ImplOpenGL2_Shutdown();
   ImGui_ImplGlfw_Shutdown();
@@ -85,12 +81,27 @@ bool savePngFrame(const std::function<ui::Node()>& build, int width, int height,
   ImGui::SetCurrentContext(previous);
   glfwDestroyWindow(window);
   glfwTerminate();
+  return written;
+}
 
+bool writeBackBufferPng(int width, int height, const std::string& path, std::string* error) {
+  if (width <= 0 || height <= 0 || width > 8192 || height > 8192) {
+    if (error) *error = "frame size out of range";
+    return false;
+  }
+  glFinish();
+  std::vector<unsigned char> pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4);
+  glReadBuffer(GL_BACK);
+  glPixelStorei(GL_PACK_ALIGNMENT, 1);
+  glReadPixels(0, 0, width, height, GL_RGBA, GL_UNSIGNED_BYTE, pixels.data());
   // GL rows run bottom to top; PNG rows top to bottom.
   stbi_flip_vertically_on_write(1);
   const int written = stbi_write_png(path.c_str(), width, height, 4, pixels.data(), width * 4);
   stbi_flip_vertically_on_write(0);
-  if (!written) return fail("could not write " + path);
+  if (!written) {
+    if (error) *error = "could not write " + path;
+    return false;
+  }
   return true;
 }
 
