@@ -1,5 +1,6 @@
 #include "tarnwell/presentation/announcement_presenter_view.h"
 
+#include <algorithm>
 #include <string_view>
 #include <utility>
 
@@ -285,15 +286,23 @@ ui::Node AnnouncementPresenterView::carousel() {
     pages.push_back(ui::vstack(std::move(rows), 8).withBackground(slide.backgroundColor));
   }
   std::vector<ui::Node> rows;
-  rows.push_back(ui::pager(
-      id.part("carousel"), std::move(pages), selectedCarouselIndex_, [this](int index) { selectCarouselPage(index); },
-      showIndicators_));
+  rows.push_back(ui::pager(id.part("carousel"), std::move(pages), selectedCarouselIndex_,
+                           [this](int index) { selectCarouselPage(index); }, showIndicators_)
+                     .withPaging(allowSwipe_, autoAdvance_ ? std::optional<double>(autoAdvanceSeconds())
+                                                           : std::nullopt));
   if (!slides_.empty()) {
     rows.push_back(
         ui::text("Item " + std::to_string(selectedCarouselIndex_ + 1) + " of " + std::to_string(slides_.size()),
                  ui::TextRole::caption));
   }
   return ui::vstack(std::move(rows), 8);
+}
+
+double AnnouncementPresenterView::autoAdvanceSeconds() const noexcept {
+  constexpr double kDefaultSeconds = 5;
+  if (!autoAdvanceInterval_ || *autoAdvanceInterval_ <= 0) return kDefaultSeconds;
+  const double interval = static_cast<double>(*autoAdvanceInterval_);
+  return std::min(interval >= 100 ? interval / 1000 : interval, 3600.0);
 }
 
 ui::Node AnnouncementPresenterView::buttons() {

@@ -97,6 +97,10 @@ class TARNWELL_API AnnouncementPresenterView {
   bool allowsSwipe() const noexcept { return allowSwipe_; }
   bool autoAdvances() const noexcept { return autoAdvance_; }
   std::optional<std::int64_t> autoAdvanceInterval() const noexcept { return autoAdvanceInterval_; }
+  // The pause between pages when the carousel turns by itself. The dashboard writes the interval
+  // as a whole number without a unit: small numbers read as seconds, 100 and more as
+  // milliseconds; absent, zero or negative gives 5 seconds; at most an hour.
+  double autoAdvanceSeconds() const noexcept;
 
   int selectedCarouselIndex() const noexcept { return selectedCarouselIndex_; }
   // Turns the carousel; an index that names no slide is ignored and answers false.

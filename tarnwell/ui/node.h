@@ -94,6 +94,10 @@ struct TARNWELL_API Node {
   bool selected = false;  // choice rows
   int selectedIndex = 0;  // pagers, counting from 0
   bool showsIndicators = true;
+  // Pagers: whether the user may turn pages by hand, and after how many seconds a renderer turns
+  // to the next page by itself (after the last comes the first); absent turns none.
+  bool allowsSwipe = true;
+  std::optional<double> autoAdvanceSeconds;
   TextRole role = TextRole::body;
   std::optional<Color> color;  // foreground: a text's, a symbol's, a button's tint
   std::string imageURL;
@@ -146,6 +150,11 @@ struct TARNWELL_API Node {
   }
   Node withOpacity(double value) && {
     opacity = value;
+    return std::move(*this);
+  }
+  Node withPaging(bool swipe, std::optional<double> autoAdvance) && {
+    allowsSwipe = swipe;
+    autoAdvanceSeconds = autoAdvance;
     return std::move(*this);
   }
   Node withTransition(Transition value) && {

@@ -315,6 +315,33 @@ TEST(AnnouncementPresenterViewTest, TheCarouselPagesWithItsPositionLineAndSendsT
   EXPECT_FALSE(host.presses[2].completed);
 }
 
+TEST(AnnouncementPresenterViewTest, TheCarouselHandsItsPagingSettingsToThePager) {
+  struct IntervalCase {
+    std::string structure;
+    std::optional<double> seconds;  // absent: the pager does not turn by itself
+  };
+  const std::string slides = R"("items":[{"title":"One"},{"title":"Two"}])";
+  const std::vector<IntervalCase> cases = {
+      {"{" + slides + "}", std::nullopt},
+      {R"({"autoAdvance":true,)" + slides + "}", 5.0},
+      {R"({"autoAdvance":true,"autoAdvanceInterval":3,)" + slides + "}", 3.0},
+      {R"({"autoAdvance":true,"autoAdvanceInterval":4500,)" + slides + "}", 4.5},
+      {R"({"autoAdvance":true,"autoAdvanceInterval":-2,)" + slides + "}", 5.0},
+      {R"({"autoAdvance":true,"autoAdvanceInterval":99999999999,)" + slides + "}", 3600.0},
+      {R"({"autoAdvance":false,"autoAdvanceInterval":3,)" + slides + "}", std::nullopt},
+  };
+  for (const IntervalCase& c : cases) {
+    AnnouncementPresenterView view(announcementWith("carousel_announcement", c.structure), {});
+    const std::optional<ui::Node> pager = testing::HeadlessDriver(view.tree()).find("announcement/a_7/carousel");
+    ASSERT_TRUE(pager) << c.structure;
+    EXPECT_EQ(pager->autoAdvanceSeconds, c.seconds) << c.structure;
+    EXPECT_TRUE(pager->allowsSwipe);
+  }
+  AnnouncementPresenterView fixed(
+      announcementWith("carousel_announcement", R"({"allowSwipe":false,)" + slides + "}"), {});
+  EXPECT_FALSE(testing::HeadlessDriver(fixed.tree()).find("announcement/a_7/carousel")->allowsSwipe);
+}
+
 TEST(AnnouncementPresenterViewTest, ACarouselWithoutSlidesSendsNoPageKeysAndIgnoresPaging) {
   Recorder host;
   AnnouncementPresenterView view(announcementWith("carousel_announcement", "{}"), host.actions());

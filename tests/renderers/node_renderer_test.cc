@@ -152,6 +152,29 @@ TEST_F(HeadlessFrames, APagerShowsOnePageAndItsArrowsTurnIt) {
   EXPECT_EQ(asked, (std::vector<int>{1, 0}));
 }
 
+TEST_F(HeadlessFrames, APagerThatTurnsByItselfWaitsItsIntervalAndWrapsAround) {
+  int page = 1;
+  std::vector<int> asked;
+  auto build = [&] {
+    return ui::pager("slides", {ui::text("One"), ui::text("Two"), ui::text("Three")}, page,
+                     [&](int index) {
+                       asked.push_back(index);
+                       page = index;
+                     })
+        .withPaging(false, 1.0);
+  };
+  // 1/60 s a frame: nothing turns before the second has passed.
+  for (int k = 0; k < 55; ++k) frame(build());
+  EXPECT_TRUE(asked.empty());
+  for (int k = 0; k < 10; ++k) frame(build());
+  EXPECT_EQ(asked, (std::vector<int>{2}));
+  for (int k = 0; k < 62; ++k) frame(build());
+  EXPECT_EQ(asked, (std::vector<int>{2, 0}));
+  // Without swiping, the arrows take no press.
+  click("slides/next", build);
+  EXPECT_EQ(asked, (std::vector<int>{2, 0}));
+}
+
 TEST_F(HeadlessFrames, AnActionMayReplaceTheTreeItWasPressedIn) {
   ui::Node tree;
   bool replaced = false;

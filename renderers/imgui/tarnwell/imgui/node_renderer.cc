@@ -176,6 +176,8 @@ void NodeRenderer::draw(const ui::Node& root) {
   }
   trailing_.swap(trailingNext_);
   trailingNext_.clear();
+  pagers_.swap(pagersNext_);
+  pagersNext_.clear();
   // The action may rebuild the tree just drawn, so it runs on its own copy, after the frame.
   if (std::function<void()> action = std::exchange(pending_, nullptr)) action();
 }
@@ -474,6 +476,20 @@ void NodeRenderer::drawChoice(const ui::Node& node) {
   recordText(node.text);
 }
 
+void NodeRenderer::advancePager(const ui::Node& node, int selected, int count) {
+  if (!node.autoAdvanceSeconds || !node.onPage || !node.id || count < 2 || !recording_) return;
+  PagerClock clock{selected, now_};
+  // A page turned by hand or by the model starts the wait again.
+  if (const auto known = pagers_.find(*node.id); known != pagers_.end() && known->second.page == selected) {
+    clock = known->second;
+  }
+  if (now_ - clock.since >= std::max(*node.autoAdvanceSeconds, 0.1)) {
+    act([onPage = node.onPage, next = (selected + 1) % count] { onPage(next); });
+    clock.since = now_;
+  }
+  pagersNext_[*node.id] = clock;
+}
+
 void NodeRenderer::drawPager(const ui::Node& node, int depth) {
   const int count = static_cast<int>(node.children.size());
   if (count == 0) {
@@ -484,8 +500,10 @@ void NodeRenderer::drawPager(const ui::Node& node, int depth) {
   ImGui::PushID(selected);
   drawNode(node.children[static_cast<std::size_t>(selected)], depth + 1);
   ImGui::PopID();
+  advancePager(node, selected, count);
   if (!node.showsIndicators || count < 2) return;
-  ImGui::BeginDisabled(selected == 0);
+  // Without swiping the arrows stay disabled; the dots still tell where the pager stands.
+  ImGui::BeginDisabled(selected == 0 || !node.allowsSwipe);
   if (ImGui::ArrowButton("##previous", ImGuiDir_Left) && node.onPage) {
     act([onPage = node.onPage, selected] { onPage(selected - 1); });
   }
@@ -510,7 +528,7 @@ void NodeRenderer::drawPager(const ui::Node& node, int depth) {
     ImGui::Text("%d / %d", selected + 1, count);
   }
   ImGui::SameLine();
-  ImGui::BeginDisabled(selected == count - 1);
+  ImGui::BeginDisabled(selected == count - 1 || !node.allowsSwipe);
   if (ImGui::ArrowButton("##next", ImGuiDir_Right) && node.onPage) {
     act([onPage = node.onPage, selected] { onPage(selected + 1); });
   }

@@ -93,6 +93,7 @@ class NodeRenderer {
   void drawField(const ui::Node& node);
   void drawChoice(const ui::Node& node);
   void drawPager(const ui::Node& node, int depth);
+  void advancePager(const ui::Node& node, int selected, int count);
   void record(const ui::Node& node);
   void recordText(const std::string& text);
   void act(std::function<void()> action);
@@ -110,6 +111,13 @@ class NodeRenderer {
   // push those items to the right edge in the next.
   std::unordered_map<unsigned int, float> trailing_;
   std::unordered_map<unsigned int, float> trailingNext_;
+  // When each pager that turns by itself last showed a new page, by node id.
+  struct PagerClock {
+    int page = 0;
+    double since = 0;
+  };
+  std::unordered_map<std::string, PagerClock> pagers_;
+  std::unordered_map<std::string, PagerClock> pagersNext_;
 };
 
 }  // namespace tarnwell::imgui
