@@ -17,10 +17,6 @@ asio::awaitable<LiveCardList> fetchLiveCardItems(LiveCardRepository repository) 
   co_return std::make_shared<const std::vector<LiveCardItem>>(std::move(items));
 }
 
-asio::awaitable<std::optional<Segment>> lookUpLiveCardSegment(SegmentRepository segments, std::string id) {
-  co_return co_await segments.getSegment(std::move(id));
-}
-
 asio::awaitable<bool> sendLiveCardClick(LiveCardRepository repository, LiveCardClick click) {
   co_return co_await repository.trackClick(click);
 }
@@ -37,20 +33,11 @@ LiveCardItem::LiveCardItem(LiveCard record)
       isActive(card.isActive()) {}
 
 LiveCardManager::LiveCardManager(DeliveryManagerParts parts, LiveCardRepository repository, LiveCardReporting reporting)
-    : services_{.findSegment = {},
-                .properties = parts.properties,
-                .sessions = parts.sessions,
-                .tracker = parts.tracker,
-                .clock = parts.clock},
+    : services_(deliveryServices(parts)),
       workers_(parts.workers),
-      segments_(std::move(parts.segments)),
       repository_(std::move(repository)),
       reporting_(std::move(reporting)),
-      items_(std::make_shared<const std::vector<LiveCardItem>>()) {
-  services_.findSegment = [this](std::string id) {
-    return runOn(workers_, lookUpLiveCardSegment(segments_, std::move(id)));
-  };
-}
+      items_(std::make_shared<const std::vector<LiveCardItem>>()) {}
 
 asio::awaitable<void> LiveCardManager::refresh() { items_ = co_await runOn(workers_, fetchLiveCardItems(repository_)); }
 

@@ -19,14 +19,18 @@ std::shared_ptr<detail::AnnouncementManager> Tarnwell::Impl::announcementManager
   return std::static_pointer_cast<detail::AnnouncementManager>(announcements.manager);
 }
 
+detail::DeliveryManagerParts Tarnwell::Impl::deliveryManagerParts() {
+  return {.main = *main,
+          .workers = pool->executor(),
+          .segments = detail::SegmentRepository(client(), transport),
+          .properties = *properties,
+          .sessions = *sessions,
+          .tracker = behavioralEventTracker(),
+          .clock = *clock};
+}
+
 void Tarnwell::Impl::configureDeliveryManagers() {
-  const detail::DeliveryManagerParts parts{.main = *main,
-                                           .workers = pool->executor(),
-                                           .segments = detail::SegmentRepository(client(), transport),
-                                           .properties = *properties,
-                                           .sessions = *sessions,
-                                           .tracker = behavioralEventTracker(),
-                                           .clock = *clock};
+  const detail::DeliveryManagerParts parts = deliveryManagerParts();
   const detail::RuntimeGatewayRepository gateway(client(), transport);
   surveys.manager = std::make_shared<detail::SurveyManager>(
       parts, detail::SurveyRepository(gateway, makeRuntimeBundleRepository()), *store);

@@ -6,13 +6,6 @@
 namespace tarnwell {
 
 void Tarnwell::Impl::configureLiveCardManager() {
-  detail::DeliveryManagerParts parts{.main = *main,
-                                     .workers = pool->executor(),
-                                     .segments = detail::SegmentRepository(client(), transport),
-                                     .properties = *properties,
-                                     .sessions = *sessions,
-                                     .tracker = behavioralEventTracker(),
-                                     .clock = *clock};
   detail::LiveCardRepository repository(detail::RuntimeGatewayRepository(client(), transport),
                                         makeRuntimeBundleRepository(), telemetry());
   // The manager's events go through trackEvent like the host's own, state gate and queue included.
@@ -22,7 +15,7 @@ void Tarnwell::Impl::configureLiveCardManager() {
       }};
   // A new start-up starts from no cards and no reported impressions.
   liveCardManager =
-      std::make_shared<detail::LiveCardManager>(std::move(parts), std::move(repository), std::move(reporting));
+      std::make_shared<detail::LiveCardManager>(deliveryManagerParts(), std::move(repository), std::move(reporting));
 }
 
 asio::awaitable<void> Tarnwell::Impl::refreshLiveCards(bool force) {

@@ -98,7 +98,6 @@ class LiveCardManager {
 
   DeliveryServices services_;
   asio::any_io_executor workers_;
-  SegmentRepository segments_;
   LiveCardRepository repository_;
   LiveCardReporting reporting_;
   LiveCardList items_;

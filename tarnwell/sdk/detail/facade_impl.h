@@ -109,6 +109,8 @@ struct Tarnwell::Impl {
     Published<std::optional<Survey>> current;
   };
   DeliverySlot& slot(DeliveredContent kind);
+  // What every delivery manager (surveys, announcements, live cards) is built over.
+  detail::DeliveryManagerParts deliveryManagerParts();
   // Builds fresh survey and announcement managers (a new start-up replaces them) and observes
   // their current items.
   void configureDeliveryManagers();
