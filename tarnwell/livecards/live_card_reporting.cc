@@ -41,6 +41,21 @@ std::int64_t wholeScreenPoints(double side) {
   return std::isfinite(side) && side > 0 && side < 1e9 ? static_cast<std::int64_t>(side) : 0;
 }
 
+// What the impression and the click share: who saw which card when, on what.
+template <typename Record>
+Record identifiedRecord(const LiveCardReportSource& source, std::string recordId, const LiveCard& card) {
+  Record record;
+  record.id = std::move(recordId);
+  record.liveCardId = card.id;
+  record.userId = source.properties.getUserId();
+  record.sessionId = source.sessionId;
+  record.deviceId = source.properties.getDeviceId();
+  record.appVersion = liveCardAppVersion(source.properties.getAppProperties());
+  record.timestamp = formatISO8601Date(source.now);
+  record.platform = source.device.platform;
+  return record;
+}
+
 }  // namespace
 
 std::optional<std::string> liveCardAppVersion(const JSONObject& appProperties) {
@@ -75,33 +90,20 @@ std::optional<std::string> localeRegionCode(std::string_view locale) {
 
 LiveCardImpression makeLiveCardImpression(const LiveCardReportSource& source, std::string impressionId,
                                           const LiveCard& card) {
-  LiveCardImpression impression;
-  impression.id = std::move(impressionId);
-  impression.liveCardId = card.id;
-  impression.userId = source.properties.getUserId();
-  impression.sessionId = source.sessionId;
-  impression.deviceId = source.properties.getDeviceId();
-  impression.appVersion = liveCardAppVersion(source.properties.getAppProperties());
-  impression.timestamp = formatISO8601Date(source.now);
+  auto impression = identifiedRecord<LiveCardImpression>(source, std::move(impressionId), card);
   impression.country = localeRegionCode(source.device.locale);
   impression.language = localeLanguageCode(source.device.locale);
   impression.screenSize = std::to_string(wholeScreenPoints(source.device.screenWidth)) + "x" +
                           std::to_string(wholeScreenPoints(source.device.screenHeight));
   impression.deviceModel = deviceFamilyName(source.device);
   impression.osVersion = source.device.osVersion;
-  impression.platform = source.device.platform;
   return impression;
 }
 
 LiveCardClick makeLiveCardClick(const LiveCardReportSource& source, std::string clickId, const LiveCard& card,
                                 const LiveCardAction& action, std::optional<std::string> impressionId,
                                 std::optional<Timestamp> shownAt) {
-  LiveCardClick click;
-  click.id = std::move(clickId);
-  click.liveCardId = card.id;
-  click.userId = source.properties.getUserId();
-  click.sessionId = source.sessionId;
-  click.deviceId = source.properties.getDeviceId();
+  auto click = identifiedRecord<LiveCardClick>(source, std::move(clickId), card);
   click.impressionId = std::move(impressionId);
   click.buttonType = action.buttonType;
   click.buttonId = action.buttonId;
@@ -109,14 +111,11 @@ LiveCardClick makeLiveCardClick(const LiveCardReportSource& source, std::string 
   click.actionTarget = action.actionTarget;
   click.carouselItemIndex = action.carouselItemIndex;
   click.position = action.position;
-  click.timestamp = formatISO8601Date(source.now);
   // Seconds, although its neighbours count milliseconds: the backend reads it so.
   if (shownAt) {
     click.timeToAction =
         std::max<std::int64_t>(0, std::chrono::duration_cast<std::chrono::seconds>(source.now - *shownAt).count());
   }
-  click.appVersion = liveCardAppVersion(source.properties.getAppProperties());
-  click.platform = source.device.platform;
   return click;
 }
 
