@@ -11,10 +11,7 @@ namespace {
 // Parsing a few hundred targeting documents stays off the main context, with the fetch.
 asio::awaitable<LiveCardList> fetchLiveCardItems(LiveCardRepository repository) {
   std::vector<LiveCard> cards = co_await repository.getLiveCards();
-  std::vector<LiveCardItem> items;
-  items.reserve(cards.size());
-  for (LiveCard& card : cards) items.emplace_back(std::move(card));
-  co_return std::make_shared<const std::vector<LiveCardItem>>(std::move(items));
+  co_return std::make_shared<const LiveCardSet>(std::move(cards));
 }
 
 asio::awaitable<bool> sendLiveCardClick(LiveCardRepository repository, LiveCardClick click) {
@@ -32,19 +29,34 @@ LiveCardItem::LiveCardItem(LiveCard record)
       scheduleEnd(parseISO8601Date(card.scheduleEnd)),
       isActive(card.isActive()) {}
 
+LiveCardSet::LiveCardSet(std::vector<LiveCard> cards) {
+  items.reserve(cards.size());
+  for (LiveCard& card : cards) {
+    const LiveCardItem& item = items.emplace_back(std::move(card));
+    if (item.isActive && item.card.eventTriggerId) {
+      byTrigger[toLowerAscii(*item.card.eventTriggerId)].push_back(items.size() - 1);
+    }
+  }
+}
+
+const std::vector<std::size_t>* LiveCardSet::cardsFor(std::string_view triggerId) const {
+  const auto found = byTrigger.find(toLowerAscii(triggerId));
+  return found == byTrigger.end() ? nullptr : &found->second;
+}
+
 LiveCardManager::LiveCardManager(DeliveryManagerParts parts, LiveCardRepository repository, LiveCardReporting reporting)
     : services_(deliveryServices(parts)),
       workers_(parts.workers),
       repository_(std::move(repository)),
       reporting_(std::move(reporting)),
-      items_(std::make_shared<const std::vector<LiveCardItem>>()) {}
+      items_(std::make_shared<const LiveCardSet>()) {}
 
 asio::awaitable<void> LiveCardManager::refresh() { items_ = co_await runOn(workers_, fetchLiveCardItems(repository_)); }
 
 std::vector<LiveCard> LiveCardManager::cards() const {
   std::vector<LiveCard> cards;
-  cards.reserve(items_->size());
-  for (const LiveCardItem& item : *items_) cards.push_back(item.card);
+  cards.reserve(items_->items.size());
+  for (const LiveCardItem& item : items_->items) cards.push_back(item.card);
   return cards;
 }
 
@@ -60,12 +72,12 @@ asio::awaitable<bool> LiveCardManager::hasLiveCard(std::string triggerId) {
   co_return co_await firstEligible(*items, triggerId) != nullptr;
 }
 
-asio::awaitable<const LiveCardItem*> LiveCardManager::firstEligible(const std::vector<LiveCardItem>& items,
+asio::awaitable<const LiveCardItem*> LiveCardManager::firstEligible(const LiveCardSet& cards,
                                                                     std::string_view triggerId) {
-  for (const LiveCardItem& item : items) {
-    if (!item.isActive || !item.card.eventTriggerId || !equalsIgnoringAsciiCase(*item.card.eventTriggerId, triggerId)) {
-      continue;
-    }
+  const std::vector<std::size_t>* places = cards.cardsFor(triggerId);
+  if (places == nullptr) co_return nullptr;
+  for (const std::size_t place : *places) {
+    const LiveCardItem& item = cards.items[place];
     if (co_await passesCheck(item, triggerId)) co_return &item;
   }
   co_return nullptr;

@@ -57,7 +57,20 @@ struct LiveCardItem {
   bool isActive = false;
 };
 
-using LiveCardList = std::shared_ptr<const std::vector<LiveCardItem>>;
+// The cards of one refresh, with the active ones indexed by trigger, so a question reads only
+// the cards that name its trigger.
+struct LiveCardSet {
+  explicit LiveCardSet(std::vector<LiveCard> cards = {});
+  // The places in `items` of the active cards whose trigger equals `triggerId` ignoring ASCII
+  // case, in source order; null when there are none.
+  const std::vector<std::size_t>* cardsFor(std::string_view triggerId) const;
+
+  std::vector<LiveCardItem> items;  // source order
+  // Keyed by the trigger in lower case.
+  std::unordered_map<std::string, std::vector<std::size_t>> byTrigger;
+};
+
+using LiveCardList = std::shared_ptr<const LiveCardSet>;
 
 // What reporting needs beyond the delivery parts.
 struct LiveCardReporting {
@@ -91,9 +104,8 @@ class LiveCardManager {
   asio::awaitable<void> trackClick(LiveCard card, LiveCardAction action);
 
  private:
-  // The first eligible item of `items`, which the caller holds; null when none is.
-  asio::awaitable<const LiveCardItem*> firstEligible(const std::vector<LiveCardItem>& items,
-                                                     std::string_view triggerId);
+  // The first eligible item of `cards`, which the caller holds; null when none is.
+  asio::awaitable<const LiveCardItem*> firstEligible(const LiveCardSet& cards, std::string_view triggerId);
   std::string freshRecordId();
 
   DeliveryServices services_;
