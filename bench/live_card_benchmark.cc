@@ -1,18 +1,15 @@
 // What asking for a live card costs the main context: hasLiveCard over 100 live cards whose
 // matching one comes last, beside evaluating that card's already-parsed targeting (five rules of
-// two conditions each, and a behavioural trigger that fires) by hand. The walk past the other 99
-// cards and the coroutine around the check should add at most half again.
+// two conditions each, and a behavioural trigger that fires) by hand. Finding that card among the
+// other 99 and the coroutine around its check should add at most half again.
 #include <asio/co_spawn.hpp>
-#include <asio/detached.hpp>
 
 #include <string>
 
+#include "bench/delivery_world.h"
 #include "bench/ratio_reporter.h"
 #include "tarnwell/livecards/detail/live_card_manager.h"
-#include "tarnwell/platform/memory_key_value_store.h"
 #include "tarnwell/targeting/detail/rule_evaluation.h"
-#include "tarnwell/testing/scripted_http_transport.h"
-#include "tarnwell/testing/virtual_clock.h"
 
 namespace {
 
@@ -25,15 +22,7 @@ constexpr const char* kTrigger = "home_top";
 // Five rules that hold for the benchmark's user and a trigger that fires, so the check of the
 // matching card runs to its last step.
 std::string targetingFor(const std::string& trigger) {
-  std::string rules;
-  for (int i = 0; i < 5; ++i) {
-    if (!rules.empty()) rules += ",";
-    rules += R"({"conditions":[{"field":"trait_)" + std::to_string(i) +
-             R"(","operator":"greater_than_equals","value":0,"enabled":true},)"
-             R"({"field":"plan","operator":"in","value":["team","pro"],"enabled":true}],)"
-             R"("enabled":true,"requireAllConditions":true})";
-  }
-  return R"({"rules":[)" + rules + R"(],"audience":"all","percentage":100,)" +
+  return R"({"rules":)" + bench::fiveRulesThatHold() + R"(,"audience":"all","percentage":100,)" +
          R"("behavioralTrigger":{"enabled":true,"eventName":")" + trigger +
          R"(","count":1,"operator":"greater_than_equals"}})";
 }
@@ -47,57 +36,32 @@ LiveCard benchCard(int index, const std::string& trigger) {
   return card;
 }
 
-struct LiveCards {
-  std::string quiet = [] {
-    setLogSink([](LogLevel, std::string_view) {});
-    return std::string();
-  }();
-  MainContext main{MainContext::Mode::hostPumped};
-  testing::VirtualClock clock;
-  MemoryKeyValueStore store;
-  UuidGenerator uuids{1};
-  PropertyManager properties{store, AppInfo{}, iosDeviceProfile, uuids};
-  SessionManager sessions{clock, uuids};
-  BehavioralEventTracker tracker{store, properties};
-  std::shared_ptr<AppwriteClient> client = std::make_shared<AppwriteClient>("https://gw.bench/v1", "p", "d", "fn");
-  std::shared_ptr<testing::ScriptedHttpTransport> transport = std::make_shared<testing::ScriptedHttpTransport>();
+struct LiveCards : bench::DeliveryWorld {
   RuntimeTelemetryBatcher telemetry{client, transport,
                                     RuntimeTelemetryQueue::create(store, clock, main.ioContext().get_executor())};
   std::unique_ptr<LiveCardManager> manager;
   LiveCardTargeting parsed;
 
   LiveCards() {
-    client->setTeamId("t");
-    properties.setUserProperty("plan", "pro");
-    for (int i = 0; i < 5; ++i) properties.setUserProperty("trait_" + std::to_string(i), i);
     RuntimeBundle bundle;
-    // Triggers of the same length as the one asked for, so each comparison reads to the end.
+    // 99 other triggers of the same length as the one asked for.
     for (int i = 0; i + 1 < kCards; ++i) {
       bundle.liveCards.push_back(benchCard(i, "home_t" + std::to_string(10 + i % 90)));
     }
     bundle.liveCards.push_back(benchCard(kCards - 1, kTrigger));
-    bundle.loadedAt = toEpochSeconds(clock.now());
-    RuntimeBundleRepository bundles(RuntimeGatewayRepository(client, transport), client, store, clock);
-    bundles.writeCachedBundle(bundle);
-    const DeliveryManagerParts parts{
-        main, main.ioContext().get_executor(), SegmentRepository(client, transport), properties, sessions, tracker,
-        clock};
-    manager = std::make_unique<LiveCardManager>(
-        parts, LiveCardRepository(RuntimeGatewayRepository(client, transport), bundles, telemetry),
-        LiveCardReporting{uuids, iosDeviceProfile, [](std::string, JSONObject) {}});
+    storeFresh(bundle);
+    manager = std::make_unique<LiveCardManager>(parts(), LiveCardRepository(gateway(), bundles(), telemetry),
+                                                LiveCardReporting{uuids, iosDeviceProfile, {}});
     run(manager->refresh());
     parsed = *bundle.liveCards.back().targeting();
     tracker.recordEvent(kTrigger, clock.now());
   }
+  using DeliveryWorld::run;
   bool run(asio::awaitable<bool> work) {
     bool answer = false;
     asio::co_spawn(main.ioContext(), std::move(work), [&answer](std::exception_ptr, bool value) { answer = value; });
     main.poll();
     return answer;
-  }
-  void run(asio::awaitable<void> work) {
-    asio::co_spawn(main.ioContext(), std::move(work), asio::detached);
-    main.poll();
   }
 };
 
