@@ -10,6 +10,7 @@
 #include <future>
 #include <string>
 
+#include "bench/delivery_world.h"
 #include "bench/ratio_reporter.h"
 #include "tarnwell/announcements/detail/announcement_manager.h"
 #include "tarnwell/platform/memory_key_value_store.h"
@@ -29,16 +30,8 @@ constexpr int kCandidates = 20;
 // Five rules that hold for the benchmark's user, an enabled trigger that fires, and an
 // impression limit the ledger has reached, so every candidate is checked up to its last step.
 std::string targetingFor(const std::string& event) {
-  std::string rules;
-  for (int i = 0; i < 5; ++i) {
-    if (!rules.empty()) rules += ",";
-    rules += R"({"conditions":[{"field":"trait_)" + std::to_string(i) +
-             R"(","operator":"greater_than_equals","value":0,"enabled":true},)"
-             R"({"field":"plan","operator":"in","value":["team","pro"],"enabled":true}],)"
-             R"("enabled":true,"requireAllConditions":true})";
-  }
-  return R"({"rules":[)" + rules +
-         R"(],"audience":"all","percentage":100,)"
+  return R"({"rules":)" + bench::fiveRulesThatHold() +
+         R"(,"audience":"all","percentage":100,)"
          R"("behavioralTrigger":{"enabled":true,"eventName":")" +
          event +
          R"(","count":1,"operator":"greater_than_equals"},)"
@@ -71,35 +64,16 @@ RuntimeBundle benchBundle() {
   return bundle;
 }
 
-struct Delivery {
-  std::string quiet = logQuietly();
-  MainContext main{MainContext::Mode::hostPumped};
-  testing::VirtualClock clock;
-  MemoryKeyValueStore store;
-  UuidGenerator uuids{1};
-  PropertyManager properties{store, AppInfo{}, iosDeviceProfile, uuids};
-  SessionManager sessions{clock, uuids};
-  BehavioralEventTracker tracker{store, properties};
-  std::shared_ptr<AppwriteClient> client = std::make_shared<AppwriteClient>("https://gw.bench/v1", "p", "d", "fn");
-  std::shared_ptr<testing::ScriptedHttpTransport> transport = std::make_shared<testing::ScriptedHttpTransport>();
+struct Delivery : bench::DeliveryWorld {
   std::unique_ptr<SurveyManager> surveys;
   std::unique_ptr<AnnouncementManager> announcements;
   std::vector<SurveyTargeting> parsed;
 
   Delivery() {
-    client->setTeamId("t");
-    properties.setUserProperty("plan", "pro");
-    for (int i = 0; i < 5; ++i) properties.setUserProperty("trait_" + std::to_string(i), i);
     RuntimeBundle bundle = benchBundle();
-    bundle.loadedAt = toEpochSeconds(clock.now());
-    RuntimeBundleRepository bundles(RuntimeGatewayRepository(client, transport), client, store, clock);
-    bundles.writeCachedBundle(bundle);
-    const DeliveryManagerParts parts{
-        main, main.ioContext().get_executor(), SegmentRepository(client, transport), properties, sessions, tracker,
-        clock};
-    const RuntimeGatewayRepository gateway(client, transport);
-    surveys = std::make_unique<SurveyManager>(parts, SurveyRepository(gateway, bundles), store);
-    announcements = std::make_unique<AnnouncementManager>(parts, AnnouncementRepository(gateway, bundles));
+    storeFresh(bundle);
+    surveys = std::make_unique<SurveyManager>(parts(), SurveyRepository(gateway(), bundles()), store);
+    announcements = std::make_unique<AnnouncementManager>(parts(), AnnouncementRepository(gateway(), bundles()));
     run(surveys->refresh());
     run(announcements->refresh());
     for (int i = 0; i < kCandidates; ++i) {
@@ -107,10 +81,6 @@ struct Delivery {
       parsed.push_back(*bundle.surveys[static_cast<std::size_t>(i)].targeting());
     }
     tracker.recordEvent("checkout", clock.now());
-  }
-  void run(asio::awaitable<void> work) {
-    asio::co_spawn(main.ioContext(), std::move(work), asio::detached);
-    main.poll();
   }
 };
 

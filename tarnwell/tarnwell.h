@@ -19,6 +19,7 @@
 #include <tarnwell/flags/feature_flag_report.h>
 #include <tarnwell/flags/flag_value.h>
 #include <tarnwell/livecards/live_card.h>
+#include <tarnwell/livecards/live_card_handle.h>
 #include <tarnwell/livecards/live_card_tracking.h>
 #include <tarnwell/messagecenter/message.h>
 #include <tarnwell/messagecenter/message_center_announcement.h>

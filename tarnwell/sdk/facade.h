@@ -37,6 +37,8 @@
 #include <tarnwell/export.h>
 #include <tarnwell/flags/feature_flag.h>
 #include <tarnwell/flags/flag_value.h>
+#include <tarnwell/livecards/live_card.h>
+#include <tarnwell/livecards/live_card_handle.h>
 #include <tarnwell/platform/app_info.h>
 #include <tarnwell/platform/background_task_host.h>
 #include <tarnwell/platform/clock.h>
@@ -155,8 +157,7 @@ class TARNWELL_API Tarnwell {
   // Only once ready.
   void refreshFeatureFlags(bool force = false, std::function<void()> completion = {});
   // Gated on their delivery managers, which exist from the first start-up on (and keep working
-  // after shutdown). The live-card manager is not built in this release: refreshLiveCards ends
-  // at once without effect.
+  // after shutdown). refreshAllContent always forces the live cards past their time to live.
   void refreshSurveys(bool force = false, std::function<void()> completion = {});
   void refreshAnnouncements(bool force = false, std::function<void()> completion = {});
   void refreshLiveCards(bool force = false, std::function<void()> completion = {});
@@ -240,6 +241,24 @@ class TARNWELL_API Tarnwell {
   void getAnnouncements(std::function<void(std::optional<std::vector<Survey>>)> completion);
   void getCurrentAnnouncement(std::function<void(std::optional<Survey>)> completion);
   [[nodiscard]] Subscription subscribeCurrentAnnouncement(std::function<void(const std::optional<Survey>&)> observer);
+
+  // ---- Live cards ------------------------------------------------------------------------------
+  // Cards the host places in its own screens, one per trigger id: the first card of the last
+  // refresh that is live, names the trigger (ignoring case) and passes its schedule, segment,
+  // rules and behavioural trigger for this user. Gated on the live-card manager (built at
+  // start-up, replaced by a new one): without it the answers are false or absent. Completions
+  // run on the main context.
+  //
+  // Whether the trigger has a card now.
+  void hasLiveCard(std::string triggerId, std::function<void(bool)> completion);
+  // The card for the trigger now, or absent.
+  void getLiveCard(std::string triggerId, std::function<void(std::optional<LiveCard>)> completion);
+  // The card for the trigger with the hooks that report its impression and clicks (see
+  // LiveCardHandle), or absent. The library draws no live card yet: the host does, and calls
+  // the hooks. The Tarnwell object must outlive the hooks' calls.
+  void createLiveCardView(std::string triggerId, std::function<void(std::optional<LiveCardHandle>)> completion);
+  // The cards of the last refresh in source order; absent without a manager.
+  void getLiveCards(std::function<void(std::optional<std::vector<LiveCard>>)> completion);
 
   // ---- Views ---------------------------------------------------------------------------------
   // What an overlay host watches and calls: the current survey and announcement, and the

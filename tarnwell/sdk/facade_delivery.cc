@@ -19,14 +19,18 @@ std::shared_ptr<detail::AnnouncementManager> Tarnwell::Impl::announcementManager
   return std::static_pointer_cast<detail::AnnouncementManager>(announcements.manager);
 }
 
+detail::DeliveryManagerParts Tarnwell::Impl::deliveryManagerParts() {
+  return {.main = *main,
+          .workers = pool->executor(),
+          .segments = detail::SegmentRepository(client(), transport),
+          .properties = *properties,
+          .sessions = *sessions,
+          .tracker = behavioralEventTracker(),
+          .clock = *clock};
+}
+
 void Tarnwell::Impl::configureDeliveryManagers() {
-  const detail::DeliveryManagerParts parts{.main = *main,
-                                           .workers = pool->executor(),
-                                           .segments = detail::SegmentRepository(client(), transport),
-                                           .properties = *properties,
-                                           .sessions = *sessions,
-                                           .tracker = behavioralEventTracker(),
-                                           .clock = *clock};
+  const detail::DeliveryManagerParts parts = deliveryManagerParts();
   const detail::RuntimeGatewayRepository gateway(client(), transport);
   surveys.manager = std::make_shared<detail::SurveyManager>(
       parts, detail::SurveyRepository(gateway, makeRuntimeBundleRepository()), *store);
@@ -147,8 +151,10 @@ asio::awaitable<void> Tarnwell::Impl::explain(DeliveredContent kind, std::string
 }
 
 asio::awaitable<void> Tarnwell::Impl::refreshDeliveredContent(DeliveredContent kind, bool force) {
-  // Live cards have no manager in this release: their gate stays closed.
-  if (kind == DeliveredContent::liveCards) co_return;
+  if (kind == DeliveredContent::liveCards) {
+    co_await refreshLiveCards(force);
+    co_return;
+  }
   const std::shared_ptr<detail::DeliveryManager> manager = slot(kind).manager;
   if (!manager) co_return;
   std::int64_t ttlMs = 0;

@@ -2,7 +2,6 @@
 
 #include <chrono>
 
-#include "tarnwell/core/detail/text.h"
 #include "tarnwell/targeting/detail/rule_evaluation.h"
 
 namespace tarnwell::detail {
@@ -12,25 +11,10 @@ constexpr auto kShownGuard = std::chrono::seconds(86400);
 
 bool countsMilestones(const BehavioralTriggerMatch& match) { return match.op == "equals" || match.op == "every_nth"; }
 
-bool ruleHolds(const SurveyRule& rule, PropertyManager& properties, const SessionManager& sessions) {
-  for (const RuleCondition& condition : rule.conditions) {
-    if (!condition.enabled) continue;
-    if (!evaluateCondition(condition.field, condition.op, condition.value, properties, sessions)) return false;
-  }
-  return true;
-}
-
 }  // namespace
 
 bool rulesHold(const SurveyTargeting& targeting, PropertyManager& properties, const SessionManager& sessions) {
-  const bool matchAll = equalsIgnoringAsciiCase(targeting.matchType.value_or("all"), "all");
-  for (const SurveyRule& rule : targeting.rules) {
-    if (!rule.enabled) continue;
-    const bool holds = ruleHolds(rule, properties, sessions);
-    if (matchAll && !holds) return false;
-    if (!matchAll && holds) return true;
-  }
-  return matchAll;
+  return enabledRulesHold(targeting.rules, targeting.matchType, properties, sessions);
 }
 
 asio::awaitable<std::optional<DeliveryVerdict>> checkSharedSteps(const DeliveryItem& item, std::string_view eventName,

@@ -16,19 +16,21 @@ asio::awaitable<std::optional<Segment>> lookUpSegment(SegmentRepository segments
 
 }  // namespace
 
+DeliveryServices deliveryServices(const DeliveryManagerParts& parts) {
+  return {.findSegment = [workers = parts.workers, segments = parts.segments](
+                             std::string id) { return runOn(workers, lookUpSegment(segments, std::move(id))); },
+          .properties = parts.properties,
+          .sessions = parts.sessions,
+          .tracker = parts.tracker,
+          .clock = parts.clock};
+}
+
 DeliveryManager::DeliveryManager(DeliveryManagerParts parts, Fetch fetch)
-    : services_{.findSegment = {},
-                .properties = parts.properties,
-                .sessions = parts.sessions,
-                .tracker = parts.tracker,
-                .clock = parts.clock},
+    : services_(deliveryServices(parts)),
       workers_(parts.workers),
-      segments_(std::move(parts.segments)),
       fetch_(std::move(fetch)),
       items_(makeDeliveryList({})),
-      current_(parts.main, std::nullopt) {
-  services_.findSegment = [this](std::string id) { return runOn(workers_, lookUpSegment(segments_, std::move(id))); };
-}
+      current_(parts.main, std::nullopt) {}
 
 asio::awaitable<void> DeliveryManager::refresh() { items_ = co_await runOn(workers_, fetchItems(fetch_)); }
 

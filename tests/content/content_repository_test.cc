@@ -54,7 +54,7 @@ struct LiveCardsKind {
                                     failure = "Failed to fetch live cards";
   static constexpr std::string_view good = R"({"$id":"a","impressionCount":0,"tapCount":0,"version":1,"priority":0})";
   static constexpr std::string_view bad = R"({"$id":"b","impressionCount":0,"tapCount":0,"version":1})";
-  static LiveCardRepository make(Fixture& f) { return {f.gateway(), f.bundles()}; }
+  static LiveCardRepository make(Fixture& f) { return {f.gateway(), f.bundles(), f.telemetry}; }
   static auto read(LiveCardRepository& r) { return r.getLiveCards(); }
 };
 struct FeatureFlagsKind {

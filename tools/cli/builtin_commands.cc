@@ -11,6 +11,7 @@ CommandTable builtinCommands() {
   addContentCommands(table);
   addFlagCommands(table);
   addDeliveryCommands(table);
+  addLiveCardCommands(table);
   addViewCommands(table);
   return table;
 }

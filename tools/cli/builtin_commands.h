@@ -21,6 +21,8 @@ void addContentCommands(CommandTable& table);
 void addFlagCommands(CommandTable& table);
 // The survey and announcement commands and the on-device counters (delivery_commands.cc).
 void addDeliveryCommands(CommandTable& table);
+// live-cards, has-live-card, live-card, live-card-impression, live-card-click (live_card_commands.cc).
+void addLiveCardCommands(CommandTable& table);
 // view, view-texts, view-tap, view-type, view-page: the overlay as a node tree (view_commands.cc).
 void addViewCommands(CommandTable& table);
 

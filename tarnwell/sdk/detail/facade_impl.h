@@ -3,8 +3,8 @@
 // What the Tarnwell facade owns and the routines its public members run on the main context.
 // The members are split by theme over facade.cc (construction and reads), facade_startup.cc,
 // facade_identity.cc, facade_events.cc, facade_flags.cc, facade_content.cc, facade_delivery.cc
-// (what surveys and announcements share), facade_surveys.cc, facade_announcements.cc and
-// facade_lifecycle.cc.
+// (what surveys and announcements share), facade_surveys.cc, facade_announcements.cc,
+// facade_live_cards.cc and facade_lifecycle.cc.
 //
 // Threads: fields under "main context only" are touched only there; the ones under `mutex` may
 // be read from any thread. Coroutines started here run on the main context and refer to the
@@ -31,6 +31,7 @@
 #include "tarnwell/identity/detail/property_manager.h"
 #include "tarnwell/identity/detail/session_manager.h"
 #include "tarnwell/identity/detail/user_sync.h"
+#include "tarnwell/livecards/detail/live_card_manager.h"
 #include "tarnwell/platform/detail/async.h"
 #include "tarnwell/platform/detail/closable_seams.h"
 #include "tarnwell/platform/detail/uuid.h"
@@ -108,6 +109,8 @@ struct Tarnwell::Impl {
     Published<std::optional<Survey>> current;
   };
   DeliverySlot& slot(DeliveredContent kind);
+  // What every delivery manager (surveys, announcements, live cards) is built over.
+  detail::DeliveryManagerParts deliveryManagerParts();
   // Builds fresh survey and announcement managers (a new start-up replaces them) and observes
   // their current items.
   void configureDeliveryManagers();
@@ -159,6 +162,20 @@ struct Tarnwell::Impl {
   asio::awaitable<void> trackExperimentConversion(std::string key, std::optional<std::string> goalId,
                                                   std::optional<JSONValue> value, JSONObject context);
 
+  // ---- Live cards (facade_live_cards.cc) -----------------------------------------------
+  // Builds a fresh live-card manager: a new start-up replaces it.
+  void configureLiveCardManager();
+  // Gated on the manager, then on its time to live; without a manager the stamp stays.
+  asio::awaitable<void> refreshLiveCards(bool force);
+  // Whether the trigger has an eligible card now; false without a manager.
+  asio::awaitable<bool> hasLiveCard(std::string triggerId);
+  asio::awaitable<void> reportHasLiveCard(std::string triggerId, std::function<void(bool)> completion);
+  asio::awaitable<void> getLiveCard(std::string triggerId, std::function<void(std::optional<LiveCard>)> completion);
+  asio::awaitable<void> createLiveCardView(std::string triggerId,
+                                           std::function<void(std::optional<LiveCardHandle>)> completion);
+  // The card with hooks that report through `manager`, from any thread.
+  LiveCardHandle makeLiveCardHandle(std::shared_ptr<detail::LiveCardManager> manager, LiveCard card);
+
   // ---- Lifecycle (facade_lifecycle.cc) --------------------------------------------------
   void handleForeground();
   void handleBackground();
@@ -206,6 +223,7 @@ struct Tarnwell::Impl {
   std::shared_ptr<detail::BundleLoadGate> bundleLoads = std::make_shared<detail::BundleLoadGate>();
   DeliverySlot surveys{*main};
   DeliverySlot announcements{*main};
+  std::shared_ptr<detail::LiveCardManager> liveCardManager;
   std::shared_ptr<SurveyCallback> surveyCallback;
   std::shared_ptr<AnnouncementCallback> announcementCallback;
   bool suppressNextAnnouncementDismissCallback = false;

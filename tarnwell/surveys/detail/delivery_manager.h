@@ -43,6 +43,10 @@ struct DeliveryManagerParts {
   const Clock& clock;
 };
 
+// The services the checks of a manager built over `parts` read; segment lookups run on the
+// worker pool.
+DeliveryServices deliveryServices(const DeliveryManagerParts& parts);
+
 class DeliveryManager {
  public:
   // The list of the last refresh, as its repository gives it (never throws; empty on failure).
@@ -101,7 +105,6 @@ class DeliveryManager {
   void present(const DeliveryItem& item, std::string_view triggerEvent);
 
   asio::any_io_executor workers_;
-  SegmentRepository segments_;
   Fetch fetch_;
   DeliveryList items_;
   Published<std::optional<Survey>> current_;

@@ -19,11 +19,13 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <tarnwell/core/json_value.h>
 #include <tarnwell/core/timestamp.h>
 #include <tarnwell/targeting/rule_condition.h>
 #include <tarnwell/targeting/segment.h>
+#include "tarnwell/core/detail/text.h"
 #include "tarnwell/events/detail/behavioral_event_tracker.h"
 #include "tarnwell/identity/detail/property_manager.h"
 #include "tarnwell/identity/detail/session_manager.h"
@@ -59,6 +61,31 @@ bool evaluateOperator(const std::optional<JSONValue>& actual, std::string_view o
 bool evaluateCondition(const std::optional<std::string>& field, const std::optional<std::string>& op,
                        const std::optional<JSONValue>& value, PropertyManager& properties,
                        const SessionManager& sessions);
+
+// Whether the rules of a survey, announcement or live card hold: the enabled rules only, each
+// the "and" of its enabled conditions (requireAllConditions is never read). A matchType of "all"
+// in any case, or none, needs every verdict, anything else at least one, so "any" over no
+// enabled rule fails while "all" passes. `Rule` has `enabled` and `conditions` (SurveyRule,
+// LiveCardRule).
+template <typename Rule>
+bool enabledRulesHold(const std::vector<Rule>& rules, const std::optional<std::string>& matchType,
+                      PropertyManager& properties, const SessionManager& sessions) {
+  const bool matchAll = !matchType || equalsIgnoringAsciiCase(*matchType, "all");
+  for (const Rule& rule : rules) {
+    if (!rule.enabled) continue;
+    bool holds = true;
+    for (const RuleCondition& condition : rule.conditions) {
+      if (condition.enabled &&
+          !evaluateCondition(condition.field, condition.op, condition.value, properties, sessions)) {
+        holds = false;
+        break;
+      }
+    }
+    if (matchAll && !holds) return false;
+    if (!matchAll && holds) return true;
+  }
+  return matchAll;
+}
 
 // Why a behavioral trigger fired.
 struct BehavioralTriggerMatch {
