@@ -39,6 +39,7 @@ asio::awaitable<void> Tarnwell::Impl::startUp(TarnwellSDKConfig startConfig, Sta
   // The queue restores what an earlier process left before any event is admitted.
   co_await eventManager()->configure(tuning.events, tuning.killSwitches);
   configureDeliveryManagers();
+  configureMessageManager();
   state.set(SDKState::ready());
   startSessionTracking();
   scheduleUserSync(std::chrono::milliseconds(0));
