@@ -61,11 +61,11 @@ struct NewThread {
   std::string environment;
   std::string subject;
   std::string initialMessage;
-  std::optional<std::string> organizationId;
-  std::optional<std::string> projectId;
-  std::optional<std::string> teamId;
-  std::optional<std::string> type;
-  std::optional<JSONObject> metadata;
+  std::optional<std::string> organizationId{};
+  std::optional<std::string> projectId{};
+  std::optional<std::string> teamId{};
+  std::optional<std::string> type{};
+  std::optional<JSONObject> metadata{};
 };
 
 // A message to an existing thread.
@@ -73,8 +73,8 @@ struct NewMessage {
   std::string threadId;
   std::string content;
   std::string environment;
-  std::optional<std::string> messageType;  // "text" when absent
-  std::optional<JSONObject> metadata;
+  std::optional<std::string> messageType{};  // "text" when absent
+  std::optional<JSONObject> metadata{};
 };
 
 class MessageManager {
