@@ -290,8 +290,9 @@ class TARNWELL_API Tarnwell {
 
   // ---- Push --------------------------------------------------------------------------------------
   // The host's push token (trimmed; a blank one changes nothing). Kept for every manager,
-  // including one a later start-up builds, and registered once per user and device.
-  void onPushTokenRefreshed(std::string token);
+  // including one a later start-up builds, and registered once per user and device. The
+  // completion runs once the registration (or the decision that none is due) has ended.
+  void onPushTokenRefreshed(std::string token, std::function<void()> completion = {});
   // Whether a remote notification's payload is the message center's: it names an announcement
   // or a thread, or has a message-center type. Nested dictionaries and JSON-object texts count.
   bool isTarnwellPush(const JSONObject& userInfo) const;

@@ -282,12 +282,16 @@ Subscription Tarnwell::subscribeMessageCenterState(
 
 // ---- Push ----------------------------------------------------------------------------------
 
-void Tarnwell::onPushTokenRefreshed(std::string token) {
+void Tarnwell::onPushTokenRefreshed(std::string token, std::function<void()> completion) {
   std::string trimmed(detail::trimWhitespaceAndNewlines(token));
-  if (trimmed.empty()) return;
-  impl_->runOnMain([impl = impl_.get(), token = std::move(trimmed)]() mutable {
+  impl_->runOnMain([impl = impl_.get(), token = std::move(trimmed), completion = std::move(completion)]() mutable {
+    // A blank token changes nothing; the one before stays pending.
+    if (token.empty()) {
+      if (completion) completion();
+      return;
+    }
     impl->pendingPushToken = token;
-    impl->spawnOnMain(impl->handOverPushToken(std::move(token)));
+    impl->spawnThen(impl->handOverPushToken(std::move(token)), std::move(completion));
   });
 }
 
