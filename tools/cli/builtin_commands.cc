@@ -11,6 +11,7 @@ CommandTable builtinCommands() {
   addContentCommands(table);
   addFlagCommands(table);
   addDeliveryCommands(table);
+  addMessageCenterCommands(table);
   addViewCommands(table);
   return table;
 }

@@ -21,6 +21,8 @@ void addContentCommands(CommandTable& table);
 void addFlagCommands(CommandTable& table);
 // The survey and announcement commands and the on-device counters (delivery_commands.cc).
 void addDeliveryCommands(CommandTable& table);
+// The message center's state, threads, messages, push token and routes (message_center_commands.cc).
+void addMessageCenterCommands(CommandTable& table);
 // view, view-texts, view-tap, view-type, view-page: the overlay as a node tree (view_commands.cc).
 void addViewCommands(CommandTable& table);
 
