@@ -47,6 +47,18 @@ std::int64_t unreadFromSupport(const std::vector<Message>& messages) {
   return count;
 }
 
+// Saturates: a hostile count must not overflow the badge.
+std::int64_t unreadOverThreads(const std::vector<MessageThread>& threads) {
+  std::int64_t sum = 0;
+  for (const MessageThread& thread : threads) {
+    if (__builtin_add_overflow(sum, thread.unreadCount, &sum)) {
+      return thread.unreadCount > 0 ? std::numeric_limits<std::int64_t>::max()
+                                    : std::numeric_limits<std::int64_t>::min();
+    }
+  }
+  return sum;
+}
+
 bool namesThread(const MessageThread& thread, std::string_view threadId) {
   return thread.id == threadId || thread.conversationId == threadId;
 }
@@ -87,17 +99,7 @@ bool MessageManager::areAnnouncementsEnabled() const {
   return !settings || settings->announcementsEnabled;
 }
 
-std::int64_t MessageManager::unreadCount() const {
-  std::int64_t sum = 0;
-  for (const MessageThread& thread : threads_.value()) {
-    // Saturates: a hostile count must not overflow the badge.
-    if (__builtin_add_overflow(sum, thread.unreadCount, &sum)) {
-      return thread.unreadCount > 0 ? std::numeric_limits<std::int64_t>::max()
-                                    : std::numeric_limits<std::int64_t>::min();
-    }
-  }
-  return sum;
-}
+std::int64_t MessageManager::unreadCount() const { return unreadOverThreads(threads_.value()); }
 
 MessageCenterState MessageManager::state() const {
   MessageCenterState state;
@@ -108,7 +110,7 @@ MessageCenterState MessageManager::state() const {
   state.threads = threads_.value();
   state.announcements = announcements_.value();
   state.messagesByThreadId = messages_.value();
-  state.unreadCount = unreadCount();
+  state.unreadCount = unreadOverThreads(state.threads);
   return state;
 }
 
@@ -307,23 +309,23 @@ asio::awaitable<void> MessageManager::markAnnouncementRead(std::string announcem
 }
 
 asio::awaitable<bool> MessageManager::deleteThread(std::string threadId) {
-  try {
-    const bool deleted = co_await onWorkers(repository_.deleteThread(threadId));
-    if (deleted) eraseThread(threadId);
-    co_return deleted;
-  } catch (const std::exception& error) {
-    logError("Failed to delete thread", textualForm(error));
-  }
-  co_return false;
+  auto call = repository_.deleteThread(threadId);
+  co_return co_await removeThread(std::move(call), std::move(threadId), "Failed to delete thread");
 }
 
 asio::awaitable<bool> MessageManager::hideThreadForUser(std::string threadId) {
+  auto call = repository_.hideThreadForUser(threadId);
+  co_return co_await removeThread(std::move(call), std::move(threadId), "Failed to hide thread");
+}
+
+asio::awaitable<bool> MessageManager::removeThread(asio::awaitable<bool> call, std::string threadId,
+                                                   std::string_view failure) {
   try {
-    const bool hidden = co_await onWorkers(repository_.hideThreadForUser(threadId));
-    if (hidden) eraseThread(threadId);
-    co_return hidden;
+    const bool removed = co_await onWorkers(std::move(call));
+    if (removed) eraseThread(threadId);
+    co_return removed;
   } catch (const std::exception& error) {
-    logError("Failed to hide thread", textualForm(error));
+    logError(failure, textualForm(error));
   }
   co_return false;
 }

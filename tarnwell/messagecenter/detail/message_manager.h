@@ -151,6 +151,8 @@ class MessageManager {
   asio::awaitable<std::vector<MessageThread>> normalizeUnreadCounts(std::vector<MessageThread> threads);
   asio::awaitable<void> recountUnread(std::string threadId);
   void setThreadUnreadCount(std::string_view threadId, std::int64_t count);
+  // The backend's delete or hide; on success the thread and its messages go from memory.
+  asio::awaitable<bool> removeThread(asio::awaitable<bool> call, std::string threadId, std::string_view failure);
   void eraseThread(const std::string& threadId);
   // The identity every call sends: the known user, else the anonymous id.
   std::string userId() const;
