@@ -119,8 +119,6 @@ TEST_F(MessageManagerTest, AbsentOrUnreadableSettingsAllowEverythingAndSwitchedO
   EXPECT_TRUE(logs.contains("[Tarnwell][WARN] Ignoring thread creation because customer chat support is disabled"));
   EXPECT_EQ(run(center.sendMessage({.threadId = "t1", .content = "x", .environment = "stage"})), std::nullopt);
   EXPECT_TRUE(logs.contains("[Tarnwell][WARN] Ignoring message send because customer chat support is disabled"));
-  EXPECT_EQ(center.allowedRoute({"messages", std::nullopt, "t1"}),
-            (MessageCenterRoute{"announcements", std::nullopt, std::nullopt}));
   EXPECT_EQ(actions().back(), "get_message_center_settings");
 }
 
