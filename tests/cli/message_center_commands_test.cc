@@ -56,21 +56,24 @@ TEST_F(MessageCenterCommandsTest, StateThreadsAndMessagesPrintAsTheManagerHoldsT
                    R"("canShow":false,"unread":0,"threads":[],"announcements":[]})",
                    R"({"cmd":"push","handled":true,"route":null})"}));
   run({"init"});
-  const std::string thread = R"({"id":"t1","conversationId":"c1","title":"Billing","status":"open","unreadCount":1})";
+  const std::string center =
+      R"({"cmd":"message-center","enabled":true,"chatEnabled":true,"announcementsEnabled":true,"canShow":true,)"
+      R"("unread":1,"threads":[{"id":"t1","conversationId":"c1","title":"Billing","status":"open","unreadCount":1}],)"
+      R"("announcements":[{"id":"a1","title":"News"}]})";
   EXPECT_EQ(
       results({"message-center refresh", "create-thread \"Help\" \"It broke\" {\"screen\":\"x\"}",
-               "send-message \"t1\" \"Hi\"", "messages t1 1", "delete-thread t1", "unread"}),
+               "send-message \"t1\" \"Hi\"", "messages t1 1", "delete-thread t1", "unread", "message-center poll"}),
       (Lines{
-          R"({"cmd":"message-center","enabled":true,"chatEnabled":true,"announcementsEnabled":true,)"
-          R"("canShow":true,"unread":1,"threads":[)" +
-              thread + R"(],"announcements":[{"id":"a1","title":"News"}]})",
+          center,
           R"({"cmd":"create-thread","thread":{"id":"t2","conversationId":"t2","title":"Help","status":"open","unreadCount":0}})",
           R"({"cmd":"send-message","message":{"id":"m3","content":"Hi","senderType":"user","isRead":false}})",
           R"({"cmd":"messages","threadId":"t1","messages":[{"id":"m1","content":"Hello","senderType":"admin","isRead":false},)"
           R"({"id":"m2","content":"","senderType":"user","isRead":true}]})",
-          R"({"cmd":"delete-thread","ok":false})", R"({"cmd":"unread","count":0})"}));
-  // The user's message marked the thread read; unread stayed within the time to live.
+          R"({"cmd":"delete-thread","ok":false})", R"({"cmd":"unread","count":0})", center}));
+  // The user's message marked the thread read until the poll counted again; unread stayed within
+  // the time to live, and the poll asked for the feed without the settings.
   EXPECT_EQ(sentCount("get_message_center_settings"), 1u);
+  EXPECT_EQ(sentCount("get_message_announcements"), 2u);
 }
 
 TEST_F(MessageCenterCommandsTest, PushesAndTheHostOpenTheCenterAndTheTokenRegistersOnce) {
