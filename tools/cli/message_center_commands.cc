@@ -1,6 +1,7 @@
 // The message center: its state and refreshes, threads and messages, marking read, removing
 // threads, the push token, and how pushes and the host open the center (the published route).
 #include <limits>
+#include <tuple>
 
 #include "tools/cli/builtin_commands.h"
 #include "tools/cli/command_arguments.h"
@@ -93,8 +94,12 @@ JSONObject messageCenter(CommandHost& host, std::string_view arguments) {
 
 // `SUBJECT_JSON MESSAGE_JSON [METADATA_JSON]`
 JSONObject createThread(CommandHost& host, std::string_view arguments) {
-  auto [subject, afterSubject] = readLeadingText(arguments, "subject");
-  auto [message, rest] = readLeadingText(afterSubject, "message");
+  // Named variables rather than bindings: the lambda below captures them.
+  std::string subject;
+  std::string message;
+  std::string_view rest;
+  std::tie(subject, rest) = readLeadingText(arguments, "subject");
+  std::tie(message, rest) = readLeadingText(rest, "message");
   std::optional<JSONObject> metadata = readMetadata(rest);
   const auto created = host.ask<std::optional<MessageThread>>([&](auto answer) {
     host.sdk().createThread(std::move(subject), std::move(message), std::move(metadata), std::move(answer));
@@ -104,8 +109,11 @@ JSONObject createThread(CommandHost& host, std::string_view arguments) {
 
 // `THREAD_ID CONTENT_JSON [METADATA_JSON]`
 JSONObject sendMessage(CommandHost& host, std::string_view arguments) {
-  auto [threadId, afterThread] = readLeadingWord(arguments, "thread id");
-  auto [content, rest] = readLeadingText(afterThread, "content");
+  std::string threadId;
+  std::string content;
+  std::string_view rest;
+  std::tie(threadId, rest) = readLeadingWord(arguments, "thread id");
+  std::tie(content, rest) = readLeadingText(rest, "content");
   std::optional<JSONObject> metadata = readMetadata(rest);
   const auto sent = host.ask<std::optional<Message>>([&](auto answer) {
     host.sdk().sendMessage(std::move(threadId), std::move(content), std::move(metadata), std::move(answer));
@@ -115,7 +123,9 @@ JSONObject sendMessage(CommandHost& host, std::string_view arguments) {
 
 // `THREAD_ID [LIMIT]`: 100 messages unless told.
 JSONObject messages(CommandHost& host, std::string_view arguments) {
-  auto [threadId, rest] = readLeadingWord(arguments, "thread id");
+  std::string threadId;
+  std::string_view rest;
+  std::tie(threadId, rest) = readLeadingWord(arguments, "thread id");
   std::int64_t limit = 100;
   if (!rest.empty()) {
     const auto [limitArgument, extra] = splitFirstArgument(rest);
@@ -132,7 +142,9 @@ JSONObject messages(CommandHost& host, std::string_view arguments) {
 
 // `MESSAGE_ID THREAD_ID`
 JSONObject markMessageRead(CommandHost& host, std::string_view arguments) {
-  auto [messageId, rest] = readLeadingWord(arguments, "message id");
+  std::string messageId;
+  std::string_view rest;
+  std::tie(messageId, rest) = readLeadingWord(arguments, "message id");
   const std::string threadId = readOnlyWord(rest, "thread id");
   host.ask<bool>([&](auto answer) { host.sdk().markMessageRead(messageId, threadId, [answer] { answer(true); }); });
   return JSONObject{{"ok", true}};
