@@ -23,7 +23,9 @@
 #include <tarnwell/livecards/live_card_tracking.h>
 #include <tarnwell/messagecenter/message.h>
 #include <tarnwell/messagecenter/message_center_announcement.h>
+#include <tarnwell/messagecenter/message_center_route.h>
 #include <tarnwell/messagecenter/message_center_settings.h>
+#include <tarnwell/messagecenter/message_center_state.h>
 #include <tarnwell/messagecenter/message_requests.h>
 #include <tarnwell/platform/app_info.h>
 #include <tarnwell/platform/background_task_host.h>

@@ -39,6 +39,9 @@
 #include <tarnwell/flags/flag_value.h>
 #include <tarnwell/livecards/live_card.h>
 #include <tarnwell/livecards/live_card_handle.h>
+#include <tarnwell/messagecenter/message.h>
+#include <tarnwell/messagecenter/message_center_route.h>
+#include <tarnwell/messagecenter/message_center_state.h>
 #include <tarnwell/platform/app_info.h>
 #include <tarnwell/platform/background_task_host.h>
 #include <tarnwell/platform/clock.h>
@@ -259,6 +262,73 @@ class TARNWELL_API Tarnwell {
   void createLiveCardView(std::string triggerId, std::function<void(std::optional<LiveCardHandle>)> completion);
   // The cards of the last refresh in source order; absent without a manager.
   void getLiveCards(std::function<void(std::optional<std::vector<LiveCard>>)> completion);
+  // ---- Message center ------------------------------------------------------------------------
+  // Gated on the message manager, built at start-up and replaced by a new one (it keeps working
+  // after shutdown): without it reads answer false, 0, empty or absent and the rest does
+  // nothing. Completions run on the main context. Nothing is refused for want of settings: until
+  // the workspace's settings have been read, chat and announcements are allowed.
+  //
+  // The workspace's settings, then (unless the center is off) the threads and the announcement
+  // feed side by side; at most once per messageCenter.foregroundRefreshTtlMs, never forced.
+  void refreshMessageCenter(std::function<void()> completion = {});
+  // One turn of the message center screen's polling: the threads, then the feed; no time to live.
+  void pollMessageCenter(std::function<void()> completion = {});
+  // Opens a support thread with its first message, filed under the bootstrap's app and
+  // environment; absent when chat is off, before the bootstrap, or when the backend fails.
+  void createThread(std::string subject, std::string initialMessage, std::optional<JSONObject> metadata = std::nullopt,
+                    std::function<void(std::optional<MessageThread>)> completion = {});
+  // Sends a text message to a thread; absent when chat is off, the thread was closed by
+  // support, before the bootstrap, or when the backend fails. The user's own thread reads as read.
+  void sendMessage(std::string threadId, std::string content, std::optional<JSONObject> metadata = std::nullopt,
+                   std::function<void(std::optional<Message>)> completion = {});
+  // The thread's latest `limit` messages; on failure those loaded before, or none.
+  void loadMessages(std::string threadId, int limit, std::function<void(std::vector<Message>)> completion);
+  void markAnnouncementRead(std::string announcementId, std::function<void()> completion = {});
+  // Marks one message, or every loaded unread message from support, read and recounts the thread.
+  void markMessageRead(std::string messageId, std::string threadId, std::function<void()> completion = {});
+  void markUnreadMessagesRead(std::string threadId, std::function<void()> completion = {});
+  // Removes the thread for good, or hides it from the user (and closes it for support); the
+  // completion says whether the backend did.
+  void deleteThread(std::string threadId, std::function<void(bool)> completion = {});
+  void hideThreadForUser(std::string threadId, std::function<void(bool)> completion = {});
+  // Whether the workspace has the message center on (true until settings say otherwise).
+  bool isMessageCenterEnabled() const;
+  // The same, once the SDK is ready.
+  bool canShowMessageCenter() const;
+  // Unread support messages over the threads in memory.
+  std::int64_t getUnreadMessageCount() const;
+  // The same after a refreshMessageCenter (which its time to live may skip).
+  void getUnreadMessageCount(std::function<void(std::int64_t)> completion);
+  // What the message manager holds now; absent without one.
+  std::optional<MessageCenterState> getMessageCenterState() const;
+  // Follows it across managers replaced by a new start-up; first the value current when
+  // subscribing.
+  [[nodiscard]] Subscription subscribeMessageCenterState(
+      std::function<void(const std::optional<MessageCenterState>&)> observer);
+
+  // ---- Push --------------------------------------------------------------------------------------
+  // The host's push token (trimmed; a blank one changes nothing). Kept for every manager,
+  // including one a later start-up builds, and registered once per user and device. The
+  // completion runs once the registration (or the decision that none is due) has ended.
+  void onPushTokenRefreshed(std::string token, std::function<void()> completion = {});
+  // Whether a remote notification's payload is the message center's: it names an announcement
+  // or a thread, or has a message-center type. Nested dictionaries and JSON-object texts count.
+  bool isTarnwellPush(const JSONObject& userInfo) const;
+  // Opens the message center where a push of ours points and answers true (also when the
+  // center then turns out to be off); false, doing nothing, for any other payload, so the host
+  // handles it.
+  bool handlePushMessage(const JSONObject& userInfo);
+  // Publishes a route for the message center screen, then refreshes the center. Before ready,
+  // without a manager or with the center off: a warning and no route. Without chat the route
+  // goes to the announcements tab, with no thread.
+  void openMessageCenter(std::optional<std::string> initialTab = std::nullopt,
+                         std::optional<std::string> announcementId = std::nullopt,
+                         std::optional<std::string> threadId = std::nullopt);
+  std::optional<MessageCenterRoute> getMessageCenterRoute() const;
+  [[nodiscard]] Subscription subscribeMessageCenterRoute(
+      std::function<void(const std::optional<MessageCenterRoute>&)> observer);
+  // Called by the screen once it has applied the route.
+  void clearMessageCenterRoute();
 
   // ---- Views ---------------------------------------------------------------------------------
   // What an overlay host watches and calls: the current survey and announcement, and the

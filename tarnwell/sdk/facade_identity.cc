@@ -37,6 +37,8 @@ asio::awaitable<void> Tarnwell::Impl::identify(std::string userId, JSONObject tr
   // The snapshot from before the change names the profile the backend merges from.
   if (std::optional<detail::UserSyncSnapshot> before = isReady() ? makeSnapshot() : std::nullopt) {
     if (co_await userSync().identify(std::move(*before), trimmed, std::move(traits), sessions->getCurrentSessionId())) {
+      // A new user: the push token registers again under the new signature.
+      syncPushToken();
       co_return;
     }
   } else {
@@ -54,13 +56,16 @@ asio::awaitable<void> Tarnwell::Impl::resetUser() {
   const bool wasReady = isReady();
   if (wasReady) endSessionTracking();
   properties->resetIdentity();
-  if (!wasReady) co_return;
-  co_await userSync().sync();
-  startSessionTracking();
-  trackEvent(
-      "user_reset",
-      JSONObject{{"reason", JSONValue("manual_reset")}, {"anonymous_id", JSONValue(properties->getAnonymousId())}},
-      "user");
+  if (wasReady) {
+    co_await userSync().sync();
+    startSessionTracking();
+    trackEvent(
+        "user_reset",
+        JSONObject{{"reason", JSONValue("manual_reset")}, {"anonymous_id", JSONValue(properties->getAnonymousId())}},
+        "user");
+  }
+  // In any state: the new anonymous identity registers the push token again.
+  syncPushToken();
 }
 
 void Tarnwell::Impl::startSessionTracking() {

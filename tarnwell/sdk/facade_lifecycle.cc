@@ -14,6 +14,7 @@ void Tarnwell::Impl::handleForeground() {
     sessions->appDidEnterForeground();
     scheduleUserSync(std::chrono::milliseconds(0));
   }
+  syncPushToken();
 }
 
 void Tarnwell::Impl::handleBackground() {

@@ -40,6 +40,7 @@ asio::awaitable<void> Tarnwell::Impl::startUp(TarnwellSDKConfig startConfig, Sta
   co_await eventManager()->configure(tuning.events, tuning.killSwitches);
   configureDeliveryManagers();
   configureLiveCardManager();
+  configureMessageManager();
   state.set(SDKState::ready());
   startSessionTracking();
   scheduleUserSync(std::chrono::milliseconds(0));

@@ -12,6 +12,7 @@ CommandTable builtinCommands() {
   addFlagCommands(table);
   addDeliveryCommands(table);
   addLiveCardCommands(table);
+  addMessageCenterCommands(table);
   addViewCommands(table);
   return table;
 }

@@ -23,6 +23,8 @@ void addFlagCommands(CommandTable& table);
 void addDeliveryCommands(CommandTable& table);
 // live-cards, has-live-card, live-card, live-card-impression, live-card-click (live_card_commands.cc).
 void addLiveCardCommands(CommandTable& table);
+// The message center's state, threads, messages, push token and routes (message_center_commands.cc).
+void addMessageCenterCommands(CommandTable& table);
 // view, view-texts, view-tap, view-type, view-page: the overlay as a node tree (view_commands.cc).
 void addViewCommands(CommandTable& table);
 

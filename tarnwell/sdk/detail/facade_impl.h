@@ -4,7 +4,7 @@
 // The members are split by theme over facade.cc (construction and reads), facade_startup.cc,
 // facade_identity.cc, facade_events.cc, facade_flags.cc, facade_content.cc, facade_delivery.cc
 // (what surveys and announcements share), facade_surveys.cc, facade_announcements.cc,
-// facade_live_cards.cc and facade_lifecycle.cc.
+// facade_live_cards.cc, facade_message_center.cc and facade_lifecycle.cc.
 //
 // Threads: fields under "main context only" are touched only there; the ones under `mutex` may
 // be read from any thread. Coroutines started here run on the main context and refer to the
@@ -32,6 +32,7 @@
 #include "tarnwell/identity/detail/session_manager.h"
 #include "tarnwell/identity/detail/user_sync.h"
 #include "tarnwell/livecards/detail/live_card_manager.h"
+#include "tarnwell/messagecenter/detail/message_manager.h"
 #include "tarnwell/platform/detail/async.h"
 #include "tarnwell/platform/detail/closable_seams.h"
 #include "tarnwell/platform/detail/uuid.h"
@@ -175,6 +176,31 @@ struct Tarnwell::Impl {
                                            std::function<void(std::optional<LiveCardHandle>)> completion);
   // The card with hooks that report through `manager`, from any thread.
   LiveCardHandle makeLiveCardHandle(std::shared_ptr<detail::LiveCardManager> manager, LiveCard card);
+  // ---- Message center (facade_message_center.cc) ---------------------------------------
+  // Builds a fresh message manager (a new start-up replaces it), follows its state into
+  // messageCenterState and hands it the pending push token.
+  void configureMessageManager();
+  // Written on the main context, read from any thread.
+  std::shared_ptr<detail::MessageManager> messageManager() const;
+  // Settings, then threads and announcements side by side; at most once per time to live.
+  asio::awaitable<void> refreshMessageCenter();
+  // One turn of the screen's polling: threads, then the feed.
+  asio::awaitable<void> pollMessageCenter();
+  // The manager's token sync, when there is a manager: after a change of user or a foreground.
+  void syncPushToken();
+  asio::awaitable<void> handOverPushToken(std::string token);
+  void openMessageCenter(MessageCenterRoute requested);
+  // The environment threads and messages are filed under: the bootstrap's, else the client's,
+  // else "stage".
+  std::string messageEnvironment(const ApiKeyConfig& loaded);
+  asio::awaitable<void> createThread(std::string subject, std::string initialMessage,
+                                     std::optional<JSONObject> metadata,
+                                     std::function<void(std::optional<MessageThread>)> completion);
+  asio::awaitable<void> sendMessage(std::string threadId, std::string content, std::optional<JSONObject> metadata,
+                                    std::function<void(std::optional<Message>)> completion);
+  // Runs `work` with the message manager held for its whole length; without one, `closed`.
+  void withMessageManager(std::function<asio::awaitable<void>(std::shared_ptr<detail::MessageManager>)> work,
+                          std::function<void()> closed);
 
   // ---- Lifecycle (facade_lifecycle.cc) --------------------------------------------------
   void handleForeground();
@@ -211,6 +237,7 @@ struct Tarnwell::Impl {
   std::optional<ApiKeyConfig> config;
   RuntimeConfig runtimeConfig = defaultRuntimeConfig();
   bool isAppInForeground = false;
+  std::shared_ptr<detail::MessageManager> messageManagerInstance;
 
   // Main context only.
   std::unique_ptr<detail::ApiKeyRepository> apiKeyRepositoryInstance;
@@ -228,6 +255,12 @@ struct Tarnwell::Impl {
   std::shared_ptr<AnnouncementCallback> announcementCallback;
   bool suppressNextAnnouncementDismissCallback = false;
   detail::RefreshStamps refreshStamps;
+  // The message manager's state as hosts follow it, across managers replaced by a new start-up.
+  Published<std::optional<MessageCenterState>> messageCenterState{*main, std::nullopt};
+  std::vector<Subscription> messageManagerObservers;
+  Published<std::optional<MessageCenterRoute>> messageCenterRoute{*main, std::nullopt};
+  // The host's last push token, kept for every later manager; never cleared.
+  std::optional<std::string> pendingPushToken;
   TarnwellSDKConfig sdkConfig = legacyPlaceholderConfig();
   BackgroundTaskHost::TaskId backgroundFlushTaskId = BackgroundTaskHost::invalidTask;
 
