@@ -13,7 +13,7 @@ asio::awaitable<void> Tarnwell::Impl::refreshAllContent() {
   auto flags = refreshFeatureFlags(false);
   auto surveys = refreshDeliveredContent(DeliveredContent::surveys, false);
   auto announcements = refreshDeliveredContent(DeliveredContent::announcements, false);
-  auto liveCards = refreshDeliveredContent(DeliveredContent::liveCards, true);
+  auto liveCards = refreshLiveCards(true);
   co_await (std::move(flags) && std::move(surveys) && std::move(announcements) && std::move(liveCards));
 }
 
@@ -70,7 +70,7 @@ void Tarnwell::refreshAnnouncements(bool force, std::function<void()> completion
 }
 
 void Tarnwell::refreshLiveCards(bool force, std::function<void()> completion) {
-  impl_->refreshDeliveredContentThen(Impl::DeliveredContent::liveCards, force, std::move(completion));
+  impl_->spawnThen(impl_->refreshLiveCards(force), std::move(completion));
 }
 
 }  // namespace tarnwell

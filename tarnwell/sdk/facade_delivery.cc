@@ -151,10 +151,6 @@ asio::awaitable<void> Tarnwell::Impl::explain(DeliveredContent kind, std::string
 }
 
 asio::awaitable<void> Tarnwell::Impl::refreshDeliveredContent(DeliveredContent kind, bool force) {
-  if (kind == DeliveredContent::liveCards) {
-    co_await refreshLiveCards(force);
-    co_return;
-  }
   const std::shared_ptr<detail::DeliveryManager> manager = slot(kind).manager;
   if (!manager) co_return;
   std::int64_t ttlMs = 0;

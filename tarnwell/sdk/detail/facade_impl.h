@@ -96,7 +96,7 @@ struct Tarnwell::Impl {
   asio::awaitable<void> refreshAllContent();
   asio::awaitable<void> refreshFeatureFlags(bool force);
   // The kinds whose refresh feeds a delivery manager's published list.
-  enum class DeliveredContent { surveys, announcements, liveCards };
+  enum class DeliveredContent { surveys, announcements };
   asio::awaitable<void> refreshDeliveredContent(DeliveredContent kind, bool force);
 
   // ---- Surveys and announcements (facade_delivery.cc, facade_surveys.cc, facade_announcements.cc)
