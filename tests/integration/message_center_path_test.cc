@@ -125,8 +125,10 @@ TEST_F(MessageCenterPathTest, SettingsSwitchedOffAtTheGatewayCloseTheCenterAtThe
 
   const httplib::Result put = gateway().http().Put(
       "/__gateway/message-center/settings",
-      R"({"$id":"mcs_off","appId":"app-1","environment":"debug","isEnabled":false,"chatEnabled":false,)"
-      R"("announcementsEnabled":false,"allowUserConversationDelete":false,"maxOpenConversations":5})",
+      R"({"$id":"mcs_off","appId":"app-1","environment":"debug","organizationId":"org-1","projectId":"proj-1",)"
+      R"("teamId":"team-1","isEnabled":false,"chatEnabled":false,"announcementsEnabled":false,"pushEnabled":false,)"
+      R"("maxOpenConversationsPerUser":5,"allowUserConversationDelete":false,"updatedBy":"operator",)"
+      R"("$createdAt":"2026-01-05T09:00:00.000+00:00","$updatedAt":"2026-02-01T09:00:00.000+00:00"})",
       "application/json");
   ASSERT_TRUE(put);
   ASSERT_EQ(put->status, 200);
