@@ -16,6 +16,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -47,6 +48,16 @@ class SdkHarness {
   SDKState start();
   // Runs the main context until `condition` holds (true) or a generous real-time cap (false).
   bool waitUntil(const std::function<bool()>& condition);
+  // Calls `operation` with a completion and runs the main context until it has answered; the
+  // answer, or T{} when none came before the cap.
+  //   bool shown = sdk.answerOf<bool>([&](auto done) { sdk->canShowSurvey("checkout", done); });
+  template <typename T, typename Operation>
+  T answerOf(Operation&& operation) {
+    std::optional<T> answer;
+    operation([&answer](T value) { answer = std::move(value); });
+    waitUntil([&answer] { return answer.has_value(); });
+    return answer.value_or(T{});
+  }
   // Runs whatever is ready, including work coming back from the worker pool, until quiet.
   void settle();
   // Moves virtual time forward, settling after every timer that fires.

@@ -52,15 +52,8 @@ struct TarnwellDeliveryTest : ::testing::Test {
     sdk->trackEvent(name, {}, {}, [&] { done = true; });
     ASSERT_TRUE(sdk.waitUntil([&] { return done; }));
   }
-  template <typename T, typename Ask>
-  T ask(Ask&& askSdk) {
-    std::optional<T> answer;
-    askSdk([&](T value) { answer = std::move(value); });
-    EXPECT_TRUE(sdk.waitUntil([&] { return answer.has_value(); }));
-    return answer.value_or(T{});
-  }
   std::optional<Survey> current(bool survey = true) {
-    return ask<std::optional<Survey>>(
+    return sdk.answerOf<std::optional<Survey>>(
         [&](auto done) { survey ? sdk->getCurrentSurvey(done) : sdk->getCurrentAnnouncement(done); });
   }
   // Every event sent so far, as "name properties".
@@ -81,12 +74,12 @@ struct TarnwellDeliveryTest : ::testing::Test {
 };
 
 TEST_F(TarnwellDeliveryTest, GatesAreClosedUntilStartUpBuildsTheManagers) {
-  EXPECT_FALSE(ask<bool>([&](auto done) { sdk->canShowSurvey("checkout", done); }));
-  EXPECT_FALSE(ask<std::optional<std::vector<Survey>>>([&](auto done) { sdk->getSurveys(done); }));
-  EXPECT_FALSE(ask<bool>([&](auto done) { sdk->submitSurveyResponse(Survey{}, {}, true, done); }));
+  EXPECT_FALSE(sdk.answerOf<bool>([&](auto done) { sdk->canShowSurvey("checkout", done); }));
+  EXPECT_FALSE(sdk.answerOf<std::optional<std::vector<Survey>>>([&](auto done) { sdk->getSurveys(done); }));
+  EXPECT_FALSE(sdk.answerOf<bool>([&](auto done) { sdk->submitSurveyResponse(Survey{}, {}, true, done); }));
   ASSERT_EQ(sdk.start(), SDKState::ready());
-  EXPECT_EQ(ask<std::optional<std::vector<Survey>>>([&](auto done) { sdk->getSurveys(done); })->size(), 1u);
-  EXPECT_TRUE(ask<bool>([&](auto done) { sdk->canShowAnnouncement("CHECKOUT", done); }));
+  EXPECT_EQ(sdk.answerOf<std::optional<std::vector<Survey>>>([&](auto done) { sdk->getSurveys(done); })->size(), 1u);
+  EXPECT_TRUE(sdk.answerOf<bool>([&](auto done) { sdk->canShowAnnouncement("CHECKOUT", done); }));
 }
 
 TEST_F(TarnwellDeliveryTest, ATrackedEventPresentsBothItemsAndReportsTheirImpressions) {
@@ -116,17 +109,17 @@ TEST_F(TarnwellDeliveryTest, TheKillSwitchSilencesImpressionsButTheLedgerStillCo
   EXPECT_FALSE(has(events, "survey_impression"));
   EXPECT_FALSE(has(events, "nps_seen"));
   EXPECT_TRUE(has(events, "announcement_impression"));
-  EXPECT_EQ(ask<SurveyLedgerEntry>([&](auto done) { sdk->getSurveyLedgerEntry("s1", done); }).impressions, 1);
+  EXPECT_EQ(sdk.answerOf<SurveyLedgerEntry>([&](auto done) { sdk->getSurveyLedgerEntry("s1", done); }).impressions, 1);
 }
 
 TEST_F(TarnwellDeliveryTest, AnAcceptedSurveyResponseSendsAllKeysThenTellsTheHostAndTheLedger) {
   ASSERT_EQ(sdk.start(), SDKState::ready());
   sdk->identify(std::string(37, 'u'));
   sdk->setUserProperty("email", "u@example.com");
-  EXPECT_TRUE(ask<bool>([&](auto done) { sdk->showSurvey("checkout", outcomes, done); }));
+  EXPECT_TRUE(sdk.answerOf<bool>([&](auto done) { sdk->showSurvey("checkout", outcomes, done); }));
   sdk.advance(3500ms);
   const Survey survey = *current();
-  EXPECT_TRUE(ask<bool>([&](auto done) {
+  EXPECT_TRUE(sdk.answerOf<bool>([&](auto done) {
     sdk->submitSurveyResponse(survey, JSONObject{{"rating", "4"}, {"note", "ok"}}, true, done);
   }));
 
@@ -154,30 +147,30 @@ TEST_F(TarnwellDeliveryTest, AnAcceptedSurveyResponseSendsAllKeysThenTellsTheHos
   EXPECT_TRUE(has(events, R"(nps_done {"rating":"4","note":"ok","survey_id":"s1")"));
   EXPECT_EQ(outcomes->calls, (std::vector<std::string>{R"(submitted s1 {"rating":"4","note":"ok"})"}));
   EXPECT_FALSE(current());
-  EXPECT_EQ(ask<SurveyLedgerEntry>([&](auto done) { sdk->getSurveyLedgerEntry("s1", done); }).completed, 1);
+  EXPECT_EQ(sdk.answerOf<SurveyLedgerEntry>([&](auto done) { sdk->getSurveyLedgerEntry("s1", done); }).completed, 1);
 }
 
 TEST_F(TarnwellDeliveryTest, ARefusedResponseKeepsTheSurveyAndACancelledOneStillCompletes) {
   ASSERT_EQ(sdk.start(), SDKState::ready());
-  EXPECT_TRUE(ask<bool>([&](auto done) { sdk->showSurvey("checkout", outcomes, done); }));
+  EXPECT_TRUE(sdk.answerOf<bool>([&](auto done) { sdk->showSurvey("checkout", outcomes, done); }));
   const Survey survey = *current();
   sdk.fail("submit_survey_response");
-  EXPECT_FALSE(ask<bool>([&](auto done) { sdk->submitSurveyResponse(survey, {}, true, done); }));
+  EXPECT_FALSE(sdk.answerOf<bool>([&](auto done) { sdk->submitSurveyResponse(survey, {}, true, done); }));
   EXPECT_TRUE(log.containsSubstring("[Tarnwell][ERROR] Failed to submit survey response :: "));
   sdk.answer("submit_survey_response", R"({"ok":true,"data":{"success":false}})");
-  EXPECT_FALSE(ask<bool>([&](auto done) { sdk->submitSurveyResponse(survey, {}, true, done); }));
+  EXPECT_FALSE(sdk.answerOf<bool>([&](auto done) { sdk->submitSurveyResponse(survey, {}, true, done); }));
   EXPECT_EQ(current()->id, "s1");
   EXPECT_TRUE(outcomes->calls.empty());
-  EXPECT_EQ(ask<SurveyLedgerEntry>([&](auto done) { sdk->getSurveyLedgerEntry("s1", done); }).completed, 0);
+  EXPECT_EQ(sdk.answerOf<SurveyLedgerEntry>([&](auto done) { sdk->getSurveyLedgerEntry("s1", done); }).completed, 0);
 
   sdk.answer("submit_survey_response", R"({"ok":true,"data":{}})");
-  EXPECT_TRUE(ask<bool>([&](auto done) { sdk->submitSurveyResponse(survey, {}, false, done); }));
+  EXPECT_TRUE(sdk.answerOf<bool>([&](auto done) { sdk->submitSurveyResponse(survey, {}, false, done); }));
   EXPECT_EQ(sdk.sent("submit_survey_response").back()["responses"], JSONValue("{}"));
   EXPECT_EQ(outcomes->calls, (std::vector<std::string>{"submitted s1 {}"}));
   const std::vector<std::string> events = sentEvents();
   EXPECT_TRUE(has(events, "survey_cancelled"));
   EXPECT_FALSE(has(events, "survey_submitted"));
-  EXPECT_EQ(ask<SurveyLedgerEntry>([&](auto done) { sdk->getSurveyLedgerEntry("s1", done); }).completed, 1);
+  EXPECT_EQ(sdk.answerOf<SurveyLedgerEntry>([&](auto done) { sdk->getSurveyLedgerEntry("s1", done); }).completed, 1);
 }
 
 TEST_F(TarnwellDeliveryTest, DismissingTellsTheHostOnlyWhenASurveyWasCurrent) {
@@ -190,15 +183,15 @@ TEST_F(TarnwellDeliveryTest, DismissingTellsTheHostOnlyWhenASurveyWasCurrent) {
   sdk->dismissCurrentSurvey();
   sdk.settle();
   EXPECT_EQ(outcomes->calls, (std::vector<std::string>{"dismissed s1"}));
-  EXPECT_EQ(ask<SurveyLedgerEntry>([&](auto done) { sdk->getSurveyLedgerEntry("s1", done); }).dismissed, 1);
+  EXPECT_EQ(sdk.answerOf<SurveyLedgerEntry>([&](auto done) { sdk->getSurveyLedgerEntry("s1", done); }).dismissed, 1);
 }
 
 TEST_F(TarnwellDeliveryTest, AnAnnouncementServesTheHostFirstAndTheBackendLast) {
   ASSERT_EQ(sdk.start(), SDKState::ready());
-  EXPECT_TRUE(ask<bool>([&](auto done) { sdk->showAnnouncement("checkout", outcomes, done); }));
+  EXPECT_TRUE(sdk.answerOf<bool>([&](auto done) { sdk->showAnnouncement("checkout", outcomes, done); }));
   const Survey announcement = *current(false);
   sdk.fail("submit_announcement_banner_response");
-  EXPECT_FALSE(ask<bool>([&](auto done) {
+  EXPECT_FALSE(sdk.answerOf<bool>([&](auto done) {
     sdk->submitAnnouncementResponse(announcement, JSONObject{{"action", "primary"}}, true, done);
   }));
   // Told, and dismissed without a dismissal callback, though the backend never heard.
@@ -211,7 +204,7 @@ TEST_F(TarnwellDeliveryTest, AnAnnouncementServesTheHostFirstAndTheBackendLast) 
   EXPECT_EQ(sdk.sent("submit_announcement_banner_response").at(0)["bannerId"], JSONValue("a1"));
 
   sdk.answer("submit_announcement_banner_response", R"({"ok":true,"data":{}})");
-  EXPECT_TRUE(ask<bool>([&](auto done) {
+  EXPECT_TRUE(sdk.answerOf<bool>([&](auto done) {
     sdk->submitAnnouncementResponse(announcement, JSONObject{{"action", "secondary"}}, false, done);
   }));
   EXPECT_EQ(outcomes->calls.back(), "a-cancelled a1 home");
@@ -227,7 +220,7 @@ TEST_F(TarnwellDeliveryTest, AnAnnouncementServesTheHostFirstAndTheBackendLast) 
 TEST_F(TarnwellDeliveryTest, AResponseWithoutAnIdLeavesTheNextDismissalSilent) {
   ASSERT_EQ(sdk.start(), SDKState::ready());
   sdk->showAnnouncement("nothing_matches", outcomes);
-  EXPECT_TRUE(ask<bool>([&](auto done) { sdk->submitAnnouncementResponse(Survey{}, {}, true, done); }));
+  EXPECT_TRUE(sdk.answerOf<bool>([&](auto done) { sdk->submitAnnouncementResponse(Survey{}, {}, true, done); }));
   // The suppress flag set for the id-less response is still set: this dismissal stays silent,
   // the one after it is heard.
   for (const char* event : {"checkout", "promo"}) {

@@ -24,19 +24,12 @@ struct TarnwellLiveCardsTest : ::testing::Test {
   testing::SdkHarness sdk;
   TarnwellLiveCardsTest() { sdk.answer("get_runtime_bundle", liveCardBundle("lc1")); }
 
-  template <typename T, typename Ask>
-  T ask(Ask&& askSdk) {
-    std::optional<T> answer;
-    askSdk([&](T value) { answer = std::move(value); });
-    EXPECT_TRUE(sdk.waitUntil([&] { return answer.has_value(); }));
-    return answer.value_or(T{});
-  }
   // The first card's id after a refresh; "" without one.
   std::string refreshedId(bool force) {
     bool done = false;
     sdk->refreshLiveCards(force, [&] { done = true; });
     EXPECT_TRUE(sdk.waitUntil([&] { return done; }));
-    const auto cards = ask<std::optional<std::vector<LiveCard>>>([&](auto done) { sdk->getLiveCards(done); });
+    const auto cards = sdk.answerOf<std::optional<std::vector<LiveCard>>>([&](auto done) { sdk->getLiveCards(done); });
     return cards && !cards->empty() ? cards->front().id.value_or("?") : "";
   }
   // How many live-card impressions went out, once everything was flushed.
@@ -53,8 +46,8 @@ struct TarnwellLiveCardsTest : ::testing::Test {
 };
 
 TEST_F(TarnwellLiveCardsTest, TheManagerGatesEveryQuestionAndItsTimeToLiveHoldsARefreshBack) {
-  EXPECT_FALSE(ask<bool>([&](auto done) { sdk->hasLiveCard("home_top", done); }));
-  EXPECT_FALSE(ask<std::optional<LiveCardHandle>>([&](auto done) { sdk->createLiveCardView("home_top", done); }));
+  EXPECT_FALSE(sdk.answerOf<bool>([&](auto done) { sdk->hasLiveCard("home_top", done); }));
+  EXPECT_FALSE(sdk.answerOf<std::optional<LiveCardHandle>>([&](auto done) { sdk->createLiveCardView("home_top", done); }));
   EXPECT_EQ(refreshedId(true), "");
   EXPECT_TRUE(sdk.sent("get_runtime_bundle").empty());
 
@@ -64,7 +57,7 @@ TEST_F(TarnwellLiveCardsTest, TheManagerGatesEveryQuestionAndItsTimeToLiveHoldsA
   bootstrap.replace(bootstrap.find(R"(,"sessionToken")"), 0, R"(,"runtimeConfig":)" + tuning.encode().encode());
   sdk.answer("bootstrap", bootstrap);
   ASSERT_EQ(sdk.start(), SDKState::ready());
-  EXPECT_EQ(ask<std::optional<LiveCard>>([&](auto done) { sdk->getLiveCard("HOME_TOP", done); })->id, "lc1");
+  EXPECT_EQ(sdk.answerOf<std::optional<LiveCard>>([&](auto done) { sdk->getLiveCard("HOME_TOP", done); })->id, "lc1");
   // Past the stored bundle's 900 seconds, within the cards' hour.
   sdk.answer("get_runtime_bundle", liveCardBundle("lc2"));
   sdk.advance(1000s);
@@ -74,7 +67,7 @@ TEST_F(TarnwellLiveCardsTest, TheManagerGatesEveryQuestionAndItsTimeToLiveHoldsA
 
 TEST_F(TarnwellLiveCardsTest, TheHandlesHooksReportFromAnyThreadAndANewStartUpForgetsTheImpression) {
   ASSERT_EQ(sdk.start(), SDKState::ready());
-  const auto handle = ask<std::optional<LiveCardHandle>>([&](auto done) { sdk->createLiveCardView("home_top", done); });
+  const auto handle = sdk.answerOf<std::optional<LiveCardHandle>>([&](auto done) { sdk->createLiveCardView("home_top", done); });
   ASSERT_TRUE(handle);
   bool clicked = false;
   std::thread host([&] {
@@ -93,7 +86,7 @@ TEST_F(TarnwellLiveCardsTest, TheHandlesHooksReportFromAnyThreadAndANewStartUpFo
   ASSERT_EQ(sdk.start(), SDKState::ready());
   handle->trackImpression();
   EXPECT_EQ(impressionsSent(), 1u);
-  ask<std::optional<LiveCardHandle>>([&](auto done) { sdk->createLiveCardView("home_top", done); })->trackImpression();
+  sdk.answerOf<std::optional<LiveCardHandle>>([&](auto done) { sdk->createLiveCardView("home_top", done); })->trackImpression();
   EXPECT_EQ(impressionsSent(), 2u);
 }
 
