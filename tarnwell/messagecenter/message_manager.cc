@@ -1,5 +1,7 @@
 #include "tarnwell/messagecenter/detail/message_manager.h"
 
+#include <asio/experimental/awaitable_operators.hpp>
+
 #include <cmath>
 #include <exception>
 #include <limits>
@@ -72,6 +74,7 @@ MessageManager::MessageManager(MessageManagerParts parts, MessageRepository repo
       sessions_(parts.sessions),
       defaults_(parts.defaults),
       platformName_(std::move(parts.platformName)),
+      filing_(std::move(parts.filing)),
       settings_(parts.main, std::nullopt),
       threads_(parts.main, {}),
       announcements_(parts.main, {}),
@@ -124,6 +127,16 @@ std::optional<MessageCenterRoute> MessageManager::allowedRoute(MessageCenterRout
 }
 
 // ---- Settings and lists --------------------------------------------------------------------
+
+asio::awaitable<void> MessageManager::refreshCenter() {
+  co_await refreshSettings();
+  if (!isEnabled()) co_return;
+  using namespace asio::experimental::awaitable_operators;
+  auto nothing = []() -> asio::awaitable<void> { co_return; };
+  auto threads = isChatEnabled() ? refreshThreads() : nothing();
+  auto feed = areAnnouncementsEnabled() ? refreshAnnouncements() : nothing();
+  co_await (std::move(threads) && std::move(feed));
+}
 
 asio::awaitable<void> MessageManager::refreshSettings() {
   // The repository logs a failed read and answers none, which lifts every gate.
@@ -216,20 +229,21 @@ asio::awaitable<std::optional<MessageThread>> MessageManager::createThread(NewTh
     co_return std::nullopt;
   }
   CreateThreadRequest request;
-  request.appId = std::move(thread.appId);
+  request.appId = filing_.appId;
   request.userId = userId();
   request.userName = userName();
   request.userEmail = userEmail();
   request.subject = std::move(thread.subject);
   request.initialMessage = std::move(thread.initialMessage);
-  request.environment = thread.environment;
+  request.environment = filing_.environment;
   request.anonymousId = properties_.getAnonymousId();
   request.sessionId = sessions_.getCurrentSessionId();
-  request.organizationId = std::move(thread.organizationId);
-  request.projectId = std::move(thread.projectId);
-  request.teamId = std::move(thread.teamId);
-  request.type = std::move(thread.type);
-  request.metadata = requestMetadata(thread.environment, thread.metadata);
+  request.organizationId = filing_.organizationId;
+  request.projectId = filing_.projectId;
+  request.teamId = filing_.teamId;
+  // Threads the host opens are support conversations.
+  request.type = "support";
+  request.metadata = requestMetadata(filing_.environment, thread.metadata);
   std::optional<MessageThread> created;
   try {
     created = co_await onWorkers(repository_.createThread(std::move(request)));
@@ -263,10 +277,10 @@ asio::awaitable<std::optional<Message>> MessageManager::sendMessage(NewMessage m
   request.userEmail = userEmail();
   request.threadId = threadId;
   request.content = std::move(message.content);
-  request.environment = message.environment;
+  request.environment = filing_.environment;
   request.sessionId = sessions_.getCurrentSessionId();
   request.messageType = message.messageType.value_or("text");
-  request.metadata = requestMetadata(message.environment, message.metadata);
+  request.metadata = requestMetadata(filing_.environment, message.metadata);
   std::optional<Message> sent;
   try {
     sent = co_await onWorkers(repository_.sendMessage(std::move(request)));

@@ -1,16 +1,12 @@
 // The message center in the facade: its manager, built at start-up and replaced by a new one;
 // the refresh with its time to live; the host's push token and notifications, and the route
 // they publish for the message center screen. The decisions are the manager's.
-#include <asio/experimental/awaitable_operators.hpp>
-
 #include "tarnwell/core/detail/text.h"
 #include "tarnwell/messagecenter/detail/push_router.h"
 #include "tarnwell/sdk/detail/facade_impl.h"
 
 namespace tarnwell {
 namespace {
-
-asio::awaitable<void> nothingToRefresh() { co_return; }
 
 // Awaits one operation of the manager, which it keeps alive meanwhile, and reports its result.
 template <typename T>
@@ -30,13 +26,21 @@ asio::awaitable<void> reportMessageCenterEnd([[maybe_unused]] std::shared_ptr<de
 
 void Tarnwell::Impl::configureMessageManager() {
   const std::string platform = deviceInfo().platform;
+  const ApiKeyConfig loaded = loadedConfig().value_or(ApiKeyConfig{});
+  // Threads are filed under the bootstrap's environment, else the client's, else "stage".
+  std::string environment = loaded.environment.value_or(client()->getEnvironment().value_or("stage"));
   auto manager = std::make_shared<detail::MessageManager>(
       detail::MessageManagerParts{.main = *main,
                                   .workers = pool->executor(),
                                   .properties = *properties,
                                   .sessions = *sessions,
                                   .defaults = *store,
-                                  .platformName = platform},
+                                  .platformName = platform,
+                                  .filing = {.appId = loaded.appId,
+                                             .environment = std::move(environment),
+                                             .organizationId = loaded.organizationId,
+                                             .projectId = loaded.projectId,
+                                             .teamId = loaded.teamId}},
       detail::MessageRepository(detail::RuntimeGatewayRepository(client(), transport), platform));
   {
     std::lock_guard lock(mutex);
@@ -71,12 +75,7 @@ asio::awaitable<void> Tarnwell::Impl::refreshMessageCenter() {
     ttlMs = runtimeConfig.messageCenter.foregroundRefreshTtlMs;
   }
   if (!detail::shouldRefresh(refreshStamps.lastMessageCenterRefreshAt, ttlMs, false, clock->now())) co_return;
-  co_await manager->refreshSettings();
-  if (!manager->isEnabled()) co_return;
-  using namespace asio::experimental::awaitable_operators;
-  auto threads = manager->isChatEnabled() ? manager->refreshThreads() : nothingToRefresh();
-  auto feed = manager->areAnnouncementsEnabled() ? manager->refreshAnnouncements() : nothingToRefresh();
-  co_await (std::move(threads) && std::move(feed));
+  co_await manager->refreshCenter();
 }
 
 asio::awaitable<void> Tarnwell::Impl::pollMessageCenter() {
@@ -113,50 +112,6 @@ void Tarnwell::Impl::openMessageCenter(MessageCenterRoute requested) {
   spawnOnMain(refreshMessageCenter());
 }
 
-std::string Tarnwell::Impl::messageEnvironment(const ApiKeyConfig& loaded) {
-  if (loaded.environment) return *loaded.environment;
-  if (std::optional<std::string> environment = client()->getEnvironment()) return *environment;
-  return "stage";
-}
-
-asio::awaitable<void> Tarnwell::Impl::createThread(std::string subject, std::string initialMessage,
-                                                   std::optional<JSONObject> metadata,
-                                                   std::function<void(std::optional<MessageThread>)> completion) {
-  const std::shared_ptr<detail::MessageManager> manager = messageManager();
-  const std::optional<ApiKeyConfig> loaded = loadedConfig();
-  std::optional<MessageThread> created;
-  if (manager && loaded) {
-    detail::NewThread thread{.appId = loaded->appId,
-                             .environment = messageEnvironment(*loaded),
-                             .subject = std::move(subject),
-                             .initialMessage = std::move(initialMessage),
-                             .organizationId = loaded->organizationId,
-                             .projectId = loaded->projectId,
-                             .teamId = loaded->teamId,
-                             .type = "support",
-                             .metadata = std::move(metadata)};
-    created = co_await manager->createThread(std::move(thread));
-  }
-  if (completion) completion(std::move(created));
-}
-
-asio::awaitable<void> Tarnwell::Impl::sendMessage(std::string threadId, std::string content,
-                                                  std::optional<JSONObject> metadata,
-                                                  std::function<void(std::optional<Message>)> completion) {
-  const std::shared_ptr<detail::MessageManager> manager = messageManager();
-  const std::optional<ApiKeyConfig> loaded = loadedConfig();
-  std::optional<Message> sent;
-  if (manager && loaded) {
-    detail::NewMessage message{.threadId = std::move(threadId),
-                               .content = std::move(content),
-                               .environment = messageEnvironment(*loaded),
-                               .messageType = std::nullopt,
-                               .metadata = std::move(metadata)};
-    sent = co_await manager->sendMessage(std::move(message));
-  }
-  if (completion) completion(std::move(sent));
-}
-
 void Tarnwell::Impl::withMessageManager(
     std::function<asio::awaitable<void>(std::shared_ptr<detail::MessageManager>)> work, std::function<void()> closed) {
   runOnMain([this, work = std::move(work), closed = std::move(closed)] {
@@ -180,14 +135,28 @@ void Tarnwell::pollMessageCenter(std::function<void()> completion) {
 
 void Tarnwell::createThread(std::string subject, std::string initialMessage, std::optional<JSONObject> metadata,
                             std::function<void(std::optional<MessageThread>)> completion) {
-  impl_->spawnOnMain(
-      impl_->createThread(std::move(subject), std::move(initialMessage), std::move(metadata), std::move(completion)));
+  impl_->withMessageManager(
+      [thread = detail::NewThread{std::move(subject), std::move(initialMessage), std::move(metadata)},
+       completion](std::shared_ptr<detail::MessageManager> manager) mutable {
+        auto create = manager->createThread(std::move(thread));
+        return reportMessageCenterResult(std::move(manager), std::move(create), completion);
+      },
+      [completion] {
+        if (completion) completion(std::nullopt);
+      });
 }
 
 void Tarnwell::sendMessage(std::string threadId, std::string content, std::optional<JSONObject> metadata,
                            std::function<void(std::optional<Message>)> completion) {
-  impl_->spawnOnMain(
-      impl_->sendMessage(std::move(threadId), std::move(content), std::move(metadata), std::move(completion)));
+  impl_->withMessageManager(
+      [message = detail::NewMessage{std::move(threadId), std::move(content), std::nullopt, std::move(metadata)},
+       completion](std::shared_ptr<detail::MessageManager> manager) mutable {
+        auto send = manager->sendMessage(std::move(message));
+        return reportMessageCenterResult(std::move(manager), std::move(send), completion);
+      },
+      [completion] {
+        if (completion) completion(std::nullopt);
+      });
 }
 
 void Tarnwell::loadMessages(std::string threadId, int limit, std::function<void(std::vector<Message>)> completion) {

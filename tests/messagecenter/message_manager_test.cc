@@ -75,7 +75,7 @@ struct MessageManagerTest : ::testing::Test {
     c->setGatewaySessionToken("tok");
     return c;
   }();
-  MessageManager center{{main, main.ioContext().get_executor(), properties, sessions, store, "linux"},
+  MessageManager center{{main, main.ioContext().get_executor(), properties, sessions, store, "linux", {"a", "stage"}},
                         MessageRepository(RuntimeGatewayRepository(client, transport), "linux")};
   testing::LogRecorder logs;
 
@@ -114,10 +114,9 @@ TEST_F(MessageManagerTest, AbsentOrUnreadableSettingsAllowEverythingAndSwitchedO
   center.applySettingsAvailability();
   EXPECT_TRUE(center.threads().value().empty());
   EXPECT_TRUE(center.messagesByThreadId().value().empty());
-  EXPECT_EQ(run(center.createThread({.appId = "a", .environment = "stage", .subject = "S", .initialMessage = "M"})),
-            std::nullopt);
+  EXPECT_EQ(run(center.createThread({.subject = "S", .initialMessage = "M"})), std::nullopt);
   EXPECT_TRUE(logs.contains("[Tarnwell][WARN] Ignoring thread creation because customer chat support is disabled"));
-  EXPECT_EQ(run(center.sendMessage({.threadId = "t1", .content = "x", .environment = "stage"})), std::nullopt);
+  EXPECT_EQ(run(center.sendMessage({.threadId = "t1", .content = "x"})), std::nullopt);
   EXPECT_TRUE(logs.contains("[Tarnwell][WARN] Ignoring message send because customer chat support is disabled"));
   EXPECT_EQ(actions().back(), "get_message_center_settings");
 }
@@ -162,7 +161,7 @@ TEST_F(MessageManagerTest, ASendZeroesItsThreadAgainAfterAPollThatLandedInTheMid
   asio::co_spawn(
       main.ioContext(),
       [](MessageManager& center, auto& sent) -> asio::awaitable<void> {
-        NewMessage message{.threadId = "c1", .content = "Hi", .environment = "stage"};
+        NewMessage message{.threadId = "c1", .content = "Hi"};
         sent = co_await center.sendMessage(std::move(message));
       }(center, sent),
       asio::detached);
@@ -182,18 +181,18 @@ TEST_F(MessageManagerTest, ASendZeroesItsThreadAgainAfterAPollThatLandedInTheMid
   // Support's own message only refreshes: the count is the backend's, checked.
   transport->answers["send_message"] = R"({"item":{"$id":"m10","senderType":"Admin"}})";
   transport->sent.clear();
-  ASSERT_TRUE(run(center.sendMessage({.threadId = "t1", .content = "Hi", .environment = "stage"})));
+  ASSERT_TRUE(run(center.sendMessage({.threadId = "t1", .content = "Hi"})));
   EXPECT_TRUE(transport->payloads("update_thread_unread_count").empty());
   EXPECT_EQ(center.unreadCount(), 2);
 }
 
 TEST_F(MessageManagerTest, AThreadClosedBySupportTakesNoMessageAndAnUnknownOneDoes) {
   threadsAnswer(R"([{"$id":"t1","conversationId":"c1","status":"ClOsEd"}])");
-  EXPECT_EQ(run(center.sendMessage({.threadId = "c1", .content = "x", .environment = "stage"})), std::nullopt);
+  EXPECT_EQ(run(center.sendMessage({.threadId = "c1", .content = "x"})), std::nullopt);
   EXPECT_TRUE(logs.contains("[Tarnwell][WARN] Ignoring message send for closed thread c1"));
   EXPECT_TRUE(transport->payloads("send_message").empty());
   transport->answers["send_message"] = R"({"item":{"senderType":7}})";
-  EXPECT_EQ(run(center.sendMessage({.threadId = "t9", .content = "x", .environment = "stage"})), std::nullopt);
+  EXPECT_EQ(run(center.sendMessage({.threadId = "t9", .content = "x"})), std::nullopt);
   EXPECT_EQ(transport->payloads("send_message").size(), 1u);
   EXPECT_TRUE(logs.containsSubstring("[Tarnwell][ERROR] Failed to send message :: "));
 }
@@ -213,11 +212,8 @@ TEST_F(MessageManagerTest, TheUserIsNamedFromTheFirstUsablePropertyAndTheCallers
     }
     for (const auto& [key, value] : traits) properties.setUserProperty(key, value);
     transport->sent.clear();
-    run(center.createThread({.appId = "a",
-                             .environment = "stage",
-                             .subject = "S",
-                             .initialMessage = "M",
-                             .metadata = JSONObject{{"platform", JSONValue("kiosk")}}}));
+    run(center.createThread(
+        {.subject = "S", .initialMessage = "M", .metadata = JSONObject{{"platform", JSONValue("kiosk")}}}));
     const JSONValue request = transport->payloads("create_thread").at(0);
     EXPECT_EQ(request["userName"], JSONValue(expected)) << JSONValue(traits).encode();
     EXPECT_EQ(request["metadata"]["platform"], JSONValue("kiosk"));

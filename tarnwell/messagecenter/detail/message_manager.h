@@ -8,8 +8,7 @@
 //   MessageManager center(parts, MessageRepository(gateway, device.platform));
 //   co_await center.refreshSettings();
 //   co_await center.refreshThreads();                          // counts checked against "get_messages"
-//   std::optional<Message> sent = co_await center.sendMessage({.threadId = "t1", .content = "Hi",
-//                                                              .environment = "production"});
+//   std::optional<Message> sent = co_await center.sendMessage({.threadId = "t1", .content = "Hi"});
 //   center.unreadCount();                                      // 0 for t1 once the user has written
 //
 // Gates: absent settings allow everything; a failed settings read lifts every gate. Failures
@@ -43,6 +42,16 @@
 
 namespace tarnwell::detail {
 
+// Where the app's threads and messages are filed at the backend: the bootstrap's tenant, known
+// before the manager is built and fixed for its life.
+struct MessageFiling {
+  std::string appId;
+  std::string environment;
+  std::optional<std::string> organizationId{};
+  std::optional<std::string> projectId{};
+  std::optional<std::string> teamId{};
+};
+
 // What the facade hands every message manager it builds.
 struct MessageManagerParts {
   MainContext& main;
@@ -53,18 +62,14 @@ struct MessageManagerParts {
   KeyValueStore& defaults;
   // DeviceInfo::platform: sent in every thread's and message's metadata.
   std::string platformName;
+  MessageFiling filing;
 };
 
-// A new support thread as the caller words it; the user's identity is added by the manager.
+// A new support thread as the caller words it; the user's identity and the filing are added by
+// the manager.
 struct NewThread {
-  std::string appId;
-  std::string environment;
   std::string subject;
   std::string initialMessage;
-  std::optional<std::string> organizationId{};
-  std::optional<std::string> projectId{};
-  std::optional<std::string> teamId{};
-  std::optional<std::string> type{};
   std::optional<JSONObject> metadata{};
 };
 
@@ -72,7 +77,6 @@ struct NewThread {
 struct NewMessage {
   std::string threadId;
   std::string content;
-  std::string environment;
   std::optional<std::string> messageType{};  // "text" when absent
   std::optional<JSONObject> metadata{};
 };
@@ -102,6 +106,9 @@ class MessageManager {
   // Everything above at once. Any thread.
   MessageCenterState state() const;
 
+  // The settings, then, unless they switch the center off, the threads (with chat) and the feed
+  // (with announcements) side by side.
+  asio::awaitable<void> refreshCenter();
   // Replaces the settings with what the backend answers, also with none when the read fails.
   asio::awaitable<void> refreshSettings();
   // Empties what the settings switch off: everything when the center is off, else the threads
@@ -166,6 +173,7 @@ class MessageManager {
   const SessionManager& sessions_;
   KeyValueStore& defaults_;
   std::string platformName_;
+  MessageFiling filing_;
   Published<std::optional<MessageCenterSettings>> settings_;
   Published<std::vector<MessageThread>> threads_;
   Published<std::vector<MessageCenterAnnouncement>> announcements_;

@@ -190,14 +190,6 @@ struct Tarnwell::Impl {
   void syncPushToken();
   asio::awaitable<void> handOverPushToken(std::string token);
   void openMessageCenter(MessageCenterRoute requested);
-  // The environment threads and messages are filed under: the bootstrap's, else the client's,
-  // else "stage".
-  std::string messageEnvironment(const ApiKeyConfig& loaded);
-  asio::awaitable<void> createThread(std::string subject, std::string initialMessage,
-                                     std::optional<JSONObject> metadata,
-                                     std::function<void(std::optional<MessageThread>)> completion);
-  asio::awaitable<void> sendMessage(std::string threadId, std::string content, std::optional<JSONObject> metadata,
-                                    std::function<void(std::optional<Message>)> completion);
   // Runs `work` with the message manager held for its whole length; without one, `closed`.
   void withMessageManager(std::function<asio::awaitable<void>(std::shared_ptr<detail::MessageManager>)> work,
                           std::function<void()> closed);
