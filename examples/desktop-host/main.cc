@@ -84,8 +84,8 @@ std::optional<TarnwellSDKConfig> loadConfig(const Options& options) {
     return std::nullopt;
   }
   try {
-    TarnwellSDKConfig config =
-        TarnwellSDKConfig::fromJSON(std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()));
+    TarnwellSDKConfig config = TarnwellSDKConfig::fromJSON(
+        std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()));
     if (options.endpoint) config.appwrite.endpoint = *options.endpoint;
     return config;
   } catch (const std::exception& error) {
@@ -115,10 +115,8 @@ class HostScreen {
     actions.push_back(track("host/settings", "Open settings", "settings_opened"));
     actions.push_back(track("host/search", "Search", "search_performed"));
     const bool pro = plan_ == "pro";
-    return ui::vstack({ui::text("Tarnwell desktop host", ui::TextRole::title),
-                       ui::text("SDK: " + status_),
-                       ui::text("Flag checkout_flow: " + checkoutFlow_),
-                       ui::hstack(std::move(actions), 8),
+    return ui::vstack({ui::text("Tarnwell desktop host", ui::TextRole::title), ui::text("SDK: " + status_),
+                       ui::text("Flag checkout_flow: " + checkoutFlow_), ui::hstack(std::move(actions), 8),
                        ui::button("host/plan", pro ? "Switch to the free plan" : "Switch to the pro plan",
                                   [this, pro] { switchPlan(pro ? "free" : "pro"); }),
                        ui::text(lastAction_, ui::TextRole::caption)},

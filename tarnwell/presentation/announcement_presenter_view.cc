@@ -286,10 +286,11 @@ ui::Node AnnouncementPresenterView::carousel() {
     pages.push_back(ui::vstack(std::move(rows), 8).withBackground(slide.backgroundColor));
   }
   std::vector<ui::Node> rows;
-  rows.push_back(ui::pager(id.part("carousel"), std::move(pages), selectedCarouselIndex_,
-                           [this](int index) { selectCarouselPage(index); }, showIndicators_)
-                     .withPaging(allowSwipe_, autoAdvance_ ? std::optional<double>(autoAdvanceSeconds())
-                                                           : std::nullopt));
+  rows.push_back(
+      ui::pager(
+          id.part("carousel"), std::move(pages), selectedCarouselIndex_,
+          [this](int index) { selectCarouselPage(index); }, showIndicators_)
+          .withPaging(allowSwipe_, autoAdvance_ ? std::optional<double>(autoAdvanceSeconds()) : std::nullopt));
   if (!slides_.empty()) {
     rows.push_back(
         ui::text("Item " + std::to_string(selectedCarouselIndex_ + 1) + " of " + std::to_string(slides_.size()),

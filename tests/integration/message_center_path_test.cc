@@ -67,7 +67,8 @@ struct MessageCenterPathTest : testing::SdkOverGatewayTest {
   int gatewayCalls(const std::string& action) {
     const JSONValue requests = gateway().getJSON("/__gateway/requests");
     int count = 0;
-    for (const JSONValue& item : requests["items"].isArray() ? *requests["items"].asArray() : std::vector<JSONValue>{}) {
+    for (const JSONValue& item :
+         requests["items"].isArray() ? *requests["items"].asArray() : std::vector<JSONValue>{}) {
       if (item["action"] == JSONValue(action)) ++count;
     }
     return count;

@@ -337,8 +337,8 @@ TEST(AnnouncementPresenterViewTest, TheCarouselHandsItsPagingSettingsToThePager)
     EXPECT_EQ(pager->autoAdvanceSeconds, c.seconds) << c.structure;
     EXPECT_TRUE(pager->allowsSwipe);
   }
-  AnnouncementPresenterView fixed(
-      announcementWith("carousel_announcement", R"({"allowSwipe":false,)" + slides + "}"), {});
+  AnnouncementPresenterView fixed(announcementWith("carousel_announcement", R"({"allowSwipe":false,)" + slides + "}"),
+                                  {});
   EXPECT_FALSE(testing::HeadlessDriver(fixed.tree()).find("announcement/a_7/carousel")->allowsSwipe);
 }
 

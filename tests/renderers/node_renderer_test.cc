@@ -249,8 +249,8 @@ TEST_F(HeadlessFrames, WhatFollowsASpacerSitsAtTheRightEdgeOfItsCard) {
 }
 
 TEST_F(HeadlessFrames, DrawnTextsComeInDrawingOrderWithTheirPlaces) {
-  frame(ui::vstack({ui::text("First line", ui::TextRole::title), ui::button("b", "Press", [] {}),
-                    ui::text("Last line")}));
+  frame(ui::vstack(
+      {ui::text("First line", ui::TextRole::title), ui::button("b", "Press", [] {}), ui::text("Last line")}));
   const std::vector<DrawnText>& texts = renderer.drawnTexts();
   ASSERT_EQ(texts.size(), 3u);
   EXPECT_EQ(texts[0].text, "First line");

@@ -78,7 +78,8 @@ TEST(PngFrame, EverySurveyFlowAndAnnouncementLayoutDrawsItsTextsInsideTheFrame) 
     ASSERT_EQ(frame.pixels.height, kHeight);
     // Every text the view puts on screen reaches the frame...
     for (const std::string& text : frame.shown) {
-      EXPECT_TRUE(std::any_of(frame.texts.begin(), frame.texts.end(), [&](const DrawnText& d) { return d.text == text; }))
+      EXPECT_TRUE(
+          std::any_of(frame.texts.begin(), frame.texts.end(), [&](const DrawnText& d) { return d.text == text; }))
           << "not drawn: " << text;
     }
     // ...whole, and with strokes that stand out from what is behind them.

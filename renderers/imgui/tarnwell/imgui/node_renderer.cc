@@ -182,8 +182,7 @@ void NodeRenderer::draw(const ui::Node& root) {
   if (std::function<void()> action = std::exchange(pending_, nullptr)) action();
 }
 
-void NodeRenderer::drawLayer(const ui::Node& layer, const std::string& name, int index,
-                             const Appearance& appearance) {
+void NodeRenderer::drawLayer(const ui::Node& layer, const std::string& name, int index, const Appearance& appearance) {
   const ImGuiViewport* viewport = ImGui::GetMainViewport();
   ImGui::PushID(name.c_str());
   int styleColors = 0;

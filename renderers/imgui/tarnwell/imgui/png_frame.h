@@ -1,7 +1,8 @@
 // File: tarnwell/imgui/png_frame.h
 //
 // Draws a node tree into an off-screen GLFW/OpenGL window and saves the frame as a PNG: for
-// tests and for pictures in the docs; or saves a host's own window. Needs a display (under CI, run through `xvfb-run -a`).
+// tests and for pictures in the docs; or saves a host's own window. Needs a display (under CI, run through `xvfb-run
+// -a`).
 //
 //   std::string error;
 //   if (!tarnwell::imgui::savePngFrame([&] { return overlay.tree(); }, 800, 600, "nps.png", &error)) {

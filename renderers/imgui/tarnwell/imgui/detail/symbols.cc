@@ -98,8 +98,8 @@ void drawSymbol(ImDrawList* list, std::string_view name, ImVec2 min, float size,
   // Icons are drawn at most at twice the font's size, where its glyphs still look sharp.
   const float fontSize = std::min(size * 0.8f, ImGui::GetFontSize() * 2);
   const ImVec2 extent = ImGui::GetFont()->CalcTextSizeA(fontSize, size * 4, 0, text.c_str());
-  list->AddText(ImGui::GetFont(), fontSize, ImVec2(min.x + (size - extent.x) / 2, min.y + (size - extent.y) / 2),
-                color, text.c_str());
+  list->AddText(ImGui::GetFont(), fontSize, ImVec2(min.x + (size - extent.x) / 2, min.y + (size - extent.y) / 2), color,
+                text.c_str());
 }
 
 std::string symbolLabel(std::string_view name) {
