@@ -97,7 +97,7 @@ void BM_ParsedTargetingOfTwentyCandidates(benchmark::State& state) {
     for (int i = 0; i < kCandidates; ++i) {
       const SurveyTargeting& targeting = d.parsed[static_cast<std::size_t>(i)];
       const bool passes =
-          rulesHold(targeting, d.properties, d.sessions) &&
+          enabledRulesHold(targeting.rules, targeting.matchType, d.properties, d.sessions) &&
           evaluateBehavioralTrigger(*targeting.behavioralTrigger, std::string("checkout"), d.tracker, false) &&
           ledger.entry("s" + std::to_string(i)).impressions < *targeting.frequency->maxImpressions;
       eligible += passes;

@@ -22,3 +22,14 @@ done
 endpoint=$(head -n 1 "$work/gateway.out")
 gateway_base="${endpoint%/v1}"
 echo "== tarnwell-gateway listening at $endpoint"
+
+# The survey and announcement responses the gateway stored, one line each.
+print_responses() {
+  curl -fsS "$gateway_base/__gateway/responses" | python3 -c '
+import json, sys
+for item in json.load(sys.stdin)["items"]:
+    payload = item["payload"]
+    print(" ", item["kind"], item["id"], "completed=" + json.dumps(payload["completed"]),
+          "responses=" + str(payload["responses"]), "(%d keys)" % len(payload))
+'
+}

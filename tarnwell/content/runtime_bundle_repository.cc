@@ -89,15 +89,12 @@ asio::awaitable<std::optional<RuntimeBundle>> RuntimeBundleRepository::loadBundl
   if (!force && isFresh(cached)) co_return cached;
   if (force || !loads_) co_return co_await fetchBundle(std::move(cached));
 
-  if (!co_await loads_->awaitTurn(asio::use_awaitable)) {
-    // Another kind's load has just finished: its answer is in the store. Only when it failed
-    // does this one ask again, on its own.
-    cached = readCachedBundle();
-    if (isFresh(cached)) co_return cached;
-    co_return co_await fetchBundle(std::move(cached));
-  }
-  const detail::BundleLoadGate::Turn turn(*loads_);
-  // A load that finished while this one waited for its turn may have stored a fresh bundle.
+  // Either another kind's load has just finished (its answer is in the store; only when it
+  // failed does this one ask again, on its own), or this is the turn, and a load that finished
+  // while this one waited may still have stored a fresh bundle.
+  const bool mine = co_await loads_->awaitTurn(asio::use_awaitable);
+  std::optional<detail::BundleLoadGate::Turn> turn;
+  if (mine) turn.emplace(*loads_);
   cached = readCachedBundle();
   if (isFresh(cached)) co_return cached;
   co_return co_await fetchBundle(std::move(cached));

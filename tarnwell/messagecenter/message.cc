@@ -49,10 +49,4 @@ MessageThread MessageThread::decode(const JSONValue& value) {
 }
 JSONValue MessageThread::encode() const { return detail::encodeRecord(*this); }
 
-MessageThread MessageThread::withUnreadCount(std::int64_t count) const {
-  MessageThread copy = *this;
-  copy.unreadCount = count;
-  return copy;
-}
-
 }  // namespace tarnwell

@@ -76,9 +76,6 @@ struct TARNWELL_API MessageThread {
   // Throws DecodingError only for a value that is not an object or a key of the wrong type.
   static MessageThread decode(const JSONValue& value);
   JSONValue encode() const;
-
-  // A copy that differs only in unreadCount: the device corrects the backend's count.
-  MessageThread withUnreadCount(std::int64_t count) const;
 };
 
 }  // namespace tarnwell

@@ -37,7 +37,7 @@ std::optional<std::string> trimmedPropertyText(const JSONObject& properties, std
   return trimmed;
 }
 
-bool isSupportSender(const Message& message) { return toLowerAscii(message.senderType) == "admin"; }
+bool isSupportSender(const Message& message) { return equalsIgnoringAsciiCase(message.senderType, "admin"); }
 
 // The unread rule: messages not yet read that came from support. The user's own messages and
 // any other sender never count.
@@ -264,7 +264,7 @@ asio::awaitable<std::optional<Message>> MessageManager::sendMessage(NewMessage m
   co_await refreshThreads();
   for (const MessageThread& thread : threads_.value()) {
     if (!namesThread(thread, message.threadId)) continue;
-    if (toLowerAscii(thread.status) == "closed") {
+    if (equalsIgnoringAsciiCase(thread.status, "closed")) {
       logWarn("Ignoring message send for closed thread " + message.threadId);
       co_return std::nullopt;
     }
@@ -370,7 +370,7 @@ asio::awaitable<void> MessageManager::markUnreadMessagesRead(std::string threadI
     const auto cache = messages_.value();
     if (const auto cached = cache.find(threadId); cached != cache.end()) {
       for (const Message& message : cached->second) {
-        if (!message.isRead && toLowerAscii(message.senderType) != "user") unread.push_back(message.id);
+        if (!message.isRead && !equalsIgnoringAsciiCase(message.senderType, "user")) unread.push_back(message.id);
       }
     }
   }

@@ -54,7 +54,7 @@ void liftPushFields(const JSONObject& object, PushFieldMap& fields, int depth) {
 }
 
 bool equalsLowerWord(const std::optional<std::string>& value, std::string_view word) {
-  return value && toLowerAscii(*value) == word;
+  return value && equalsIgnoringAsciiCase(*value, word);
 }
 
 }  // namespace

@@ -8,10 +8,6 @@
 namespace tarnwell {
 namespace {
 
-asio::awaitable<bool> sendAnnouncementResponse(detail::AnnouncementRepository repository, SurveyResponse response) {
-  co_return co_await repository.submitResponse(response);
-}
-
 std::optional<SurveyButton> announcementButton(const Survey& announcement, bool primary) {
   const auto structure = announcement.structure();
   if (!structure || !structure->buttons) return std::nullopt;
@@ -47,8 +43,7 @@ asio::awaitable<void> Tarnwell::Impl::submitAnnouncementResponse(Survey announce
   dismissCurrentAnnouncement();
   detail::AnnouncementRepository repository(detail::RuntimeGatewayRepository(client(), transport),
                                             makeRuntimeBundleRepository());
-  const bool accepted =
-      co_await detail::runOn(pool->executor(), sendAnnouncementResponse(std::move(repository), *response));
+  const bool accepted = co_await detail::runOn(pool->executor(), submitThrough(std::move(repository), *response));
   if (accepted) {
     reportAnnouncementOutcome(announcement, responses, completed, presentedAt);
   } else {

@@ -5,13 +5,6 @@
 #include "tarnwell/surveys/detail/response_reporting.h"
 
 namespace tarnwell {
-namespace {
-
-asio::awaitable<bool> sendSurveyResponse(detail::SurveyRepository repository, SurveyResponse response) {
-  co_return co_await repository.submitResponse(response);
-}
-
-}  // namespace
 
 asio::awaitable<void> Tarnwell::Impl::submitSurveyResponse(Survey survey, JSONObject responses, bool completed,
                                                            std::function<void(bool)> completion) {
@@ -21,7 +14,7 @@ asio::awaitable<void> Tarnwell::Impl::submitSurveyResponse(Survey survey, JSONOb
   if (response) {
     detail::SurveyRepository repository(detail::RuntimeGatewayRepository(client(), transport),
                                         makeRuntimeBundleRepository());
-    accepted = co_await detail::runOn(pool->executor(), sendSurveyResponse(std::move(repository), *response));
+    accepted = co_await detail::runOn(pool->executor(), submitThrough(std::move(repository), *response));
   }
   // Refused: no event, no callback, no ledger entry; the survey stays so the view can send again.
   if (accepted) {

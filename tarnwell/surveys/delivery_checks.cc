@@ -13,10 +13,6 @@ bool countsMilestones(const BehavioralTriggerMatch& match) { return match.op == 
 
 }  // namespace
 
-bool rulesHold(const SurveyTargeting& targeting, PropertyManager& properties, const SessionManager& sessions) {
-  return enabledRulesHold(targeting.rules, targeting.matchType, properties, sessions);
-}
-
 asio::awaitable<std::optional<DeliveryVerdict>> checkSharedSteps(const DeliveryItem& item, std::string_view eventName,
                                                                  bool preview, const ShownTimestamps& shownAt,
                                                                  GuardExcuse excuse, DeliveryServices& services) {
@@ -37,7 +33,8 @@ asio::awaitable<std::optional<DeliveryVerdict>> checkSharedSteps(const DeliveryI
       if (!isInSegment(*segment, services.properties, services.sessions)) co_return DeliveryVerdict::segment;
     }
   }
-  if (!targeting->rules.empty() && !rulesHold(*targeting, services.properties, services.sessions)) {
+  if (!targeting->rules.empty() &&
+      !enabledRulesHold(targeting->rules, targeting->matchType, services.properties, services.sessions)) {
     co_return DeliveryVerdict::rules;
   }
   if (targeting->behavioralTrigger) {

@@ -24,7 +24,8 @@ struct SurveyManagerTest : DeliveryFixture {
     manager = std::make_unique<SurveyManager>(parts(), SurveyRepository(gateway(), bundles()), store);
     run(manager->refresh());
   }
-  SurveyLedgerEntry ledger(const std::string& id) { return manager->ledger().entry(id); }
+  // The ledger reads the store, as the facade's ledger read does.
+  SurveyLedgerEntry ledger(const std::string& id) { return SurveyDeliveryLedger(store, properties).entry(id); }
 };
 
 TEST_F(SurveyManagerTest, FnvMatchesItsPublishedVectors) {

@@ -1,27 +1,21 @@
 #include "tools/cli/callback_lines.h"
 
 namespace tarnwell::cli {
-namespace {
-
-// A button's target or link: text, or null when the button has none.
-JSONValue destination(const std::optional<std::string>& text) { return text ? JSONValue(*text) : JSONValue(); }
-
-}  // namespace
 
 void CallbackLines::onSurveySubmitted(const SurveyPresentationResult& result) {
   print_(JSONObject{{"callback", "onSurveySubmitted"},
                     {"surveyId", JSONValue(result.surveyId)},
                     {"responses", JSONValue(result.responses)},
-                    {"targetScreen", destination(result.targetScreen)},
-                    {"deepLink", destination(result.deepLink)}});
+                    {"targetScreen", textOrNull(result.targetScreen)},
+                    {"deepLink", textOrNull(result.deepLink)}});
 }
 
 void CallbackLines::onSurveyCancelled(const std::string& surveyId, const std::optional<std::string>& targetScreen,
                                       const std::optional<std::string>& deepLink) {
   print_(JSONObject{{"callback", "onSurveyCancelled"},
                     {"surveyId", JSONValue(surveyId)},
-                    {"targetScreen", destination(targetScreen)},
-                    {"deepLink", destination(deepLink)}});
+                    {"targetScreen", textOrNull(targetScreen)},
+                    {"deepLink", textOrNull(deepLink)}});
 }
 
 void CallbackLines::onSurveyDismissed(const std::string& surveyId) {
@@ -32,8 +26,8 @@ void CallbackLines::onAnnouncementSubmitted(const AnnouncementPresentationResult
   print_(JSONObject{{"callback", "onAnnouncementSubmitted"},
                     {"announcementId", JSONValue(result.announcementId)},
                     {"responses", JSONValue(result.responses)},
-                    {"targetScreen", destination(result.targetScreen)},
-                    {"deepLink", destination(result.deepLink)}});
+                    {"targetScreen", textOrNull(result.targetScreen)},
+                    {"deepLink", textOrNull(result.deepLink)}});
 }
 
 void CallbackLines::onAnnouncementCancelled(const std::string& announcementId,
@@ -41,8 +35,8 @@ void CallbackLines::onAnnouncementCancelled(const std::string& announcementId,
                                             const std::optional<std::string>& deepLink) {
   print_(JSONObject{{"callback", "onAnnouncementCancelled"},
                     {"announcementId", JSONValue(announcementId)},
-                    {"targetScreen", destination(targetScreen)},
-                    {"deepLink", destination(deepLink)}});
+                    {"targetScreen", textOrNull(targetScreen)},
+                    {"deepLink", textOrNull(deepLink)}});
 }
 
 void CallbackLines::onAnnouncementDismissed(const std::string& announcementId) {

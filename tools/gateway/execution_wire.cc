@@ -2,8 +2,12 @@
 
 #include <simdjson.h>
 
+#include <algorithm>
+#include <cctype>
+
 #include <tarnwell/core/coding_error.h>
 #include "tarnwell/core/detail/record_coding.h"
+#include "tarnwell/platform/detail/uuid.h"
 
 namespace tarnwell::gateway {
 namespace {
@@ -98,6 +102,13 @@ ExecutionRequest parseExecutionRequest(std::string_view body) {
           .method = execution.method.value_or("POST"),
           .path = execution.path.value_or("/"),
           .payloadText = payloadTextOf(execution.body)};
+}
+
+std::string backendId() {
+  std::string id = detail::makeUuid();
+  id.erase(std::remove(id.begin(), id.end(), '-'), id.end());
+  std::transform(id.begin(), id.end(), id.begin(), [](unsigned char c) { return std::tolower(c); });
+  return id.substr(0, 20);
 }
 
 std::string encodeExecutionRecord(const ExecutionRecord& record, const ExecutionRequest& request) {

@@ -44,6 +44,9 @@ struct ExecutionRecord {
   std::string responseBody;
 };
 
+// An id as the backend makes them for documents and executions: 20 lower-case hex digits.
+std::string backendId();
+
 // The completed execution record the hosted backend answers with, as JSON text.
 std::string encodeExecutionRecord(const ExecutionRecord& record, const ExecutionRequest& request);
 

@@ -10,7 +10,6 @@
 
 #include <tarnwell/core/coding_error.h>
 #include <tarnwell/core/iso8601.h>
-#include "tarnwell/platform/detail/uuid.h"
 
 #include "tools/gateway/connection_drop.h"
 #include "tools/gateway/message_center_actions.h"
@@ -31,14 +30,6 @@ void sendJSON(httplib::Response& response, int status, const std::string& body) 
 
 void sendError(httplib::Response& response, int status, std::string_view type, std::string_view message) {
   sendJSON(response, status, errorBody(status, type, message));
-}
-
-// An execution id in the backend's style: 20 lower-case hex digits.
-std::string executionId() {
-  std::string id = detail::makeUuid();
-  id.erase(std::remove(id.begin(), id.end(), '-'), id.end());
-  std::transform(id.begin(), id.end(), id.begin(), [](unsigned char c) { return std::tolower(c); });
-  return id.substr(0, 20);
 }
 
 // The rows' JSON forms, in their order.
@@ -385,7 +376,7 @@ void GatewayServer::answer(const ExecutionRequest& call, httplib::Response& resp
     sendJSON(response, 200, envelope);
     return;
   }
-  const ExecutionRecord record{executionId(), content->functionId, formatISO8601Date(clock_->now()), envelope};
+  const ExecutionRecord record{backendId(), content->functionId, formatISO8601Date(clock_->now()), envelope};
   sendJSON(response, 200, encodeExecutionRecord(record, call));
 }
 

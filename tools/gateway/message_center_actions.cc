@@ -5,20 +5,12 @@
 #include <cmath>
 
 #include <tarnwell/core/iso8601.h>
-#include "tarnwell/platform/detail/uuid.h"
 
+#include "tools/gateway/execution_wire.h"
 #include "tools/gateway/payload_reader.h"
 
 namespace tarnwell::gateway {
 namespace {
-
-// A document id as the backend makes them: 20 lower-case hex digits.
-std::string newDocumentId() {
-  std::string id = detail::makeUuid();
-  id.erase(std::remove(id.begin(), id.end(), '-'), id.end());
-  std::transform(id.begin(), id.end(), id.begin(), [](unsigned char c) { return std::tolower(c); });
-  return id.substr(0, 20);
-}
 
 // A whole number of at least `least`, taken from the payload's `key`.
 std::int64_t wholeNumber(const PayloadReader& payload, std::string_view key, double least) {
@@ -73,7 +65,7 @@ struct Writer {
 
 JSONValue userMessage(const Writer& writer, const std::string& content, const std::optional<std::string>& messageType,
                       const JSONValue& attachments, const JSONValue& metadata, const std::string& now) {
-  return JSONObject{{"$id", newDocumentId()},
+  return JSONObject{{"$id", backendId()},
                     {"conversationId", JSONValue()},
                     {"senderId", writer.userId},
                     {"senderType", "user"},
@@ -140,7 +132,7 @@ ActionReply createThread(ActionContext& context, const ActionCall& call) {
       settings ? (*settings)["maxOpenConversationsPerUser"].intValue() : std::nullopt;
 
   const std::string now = backendDate(context.clock);
-  const std::string id = newDocumentId();
+  const std::string id = backendId();
   const JSONValue thread = JSONObject{{"$id", id},
                                       {"conversationId", id},
                                       {"appId", appId},
@@ -283,10 +275,10 @@ MessageAdded postSupportReply(MessageCenterStore& store, const Clock& clock, con
                               const std::string& content) {
   const std::string now = backendDate(clock);
   const JSONValue message =
-      JSONObject{{"$id", newDocumentId()}, {"conversationId", JSONValue()}, {"senderId", "support"},
-                 {"senderType", "admin"},  {"senderName", "Support"},       {"senderEmail", JSONValue()},
-                 {"content", content},     {"messageType", "text"},         {"attachments", JSONValue()},
-                 {"isRead", false},        {"metadata", JSONValue()},       {"$createdAt", now},
+      JSONObject{{"$id", backendId()},    {"conversationId", JSONValue()}, {"senderId", "support"},
+                 {"senderType", "admin"}, {"senderName", "Support"},       {"senderEmail", JSONValue()},
+                 {"content", content},    {"messageType", "text"},         {"attachments", JSONValue()},
+                 {"isRead", false},       {"metadata", JSONValue()},       {"$createdAt", now},
                  {"$updatedAt", now}};
   return store.addMessage(threadId, message, MessageSide::support, now);
 }

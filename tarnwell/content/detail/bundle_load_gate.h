@@ -5,10 +5,10 @@
 // While one load is under way the others wait for it and then read what it stored.
 //
 //   bool mine = co_await gate->awaitTurn(asio::use_awaitable);
-//   if (mine) { ... load ...; gate->finish(); } else { ... read the stored bundle ... }
+//   std::optional<BundleLoadGate::Turn> turn;
+//   if (mine) turn.emplace(*gate);   // ends the turn when it goes, also when the load fails
 //
-// Any thread; each waiter resumes on its own executor. finish() must follow every turn that
-// answered true, also when the load failed.
+// Any thread; each waiter resumes on its own executor.
 #pragma once
 
 #include <asio/async_result.hpp>
@@ -57,6 +57,8 @@ class BundleLoadGate {
     BundleLoadGate& gate_;
   };
 
+  // Every turn that answered true must be held by a Turn.
+ private:
   void finish() {
     std::vector<std::function<void()>> waiters;
     {
@@ -67,7 +69,6 @@ class BundleLoadGate {
     for (auto& wake : waiters) wake();
   }
 
- private:
   std::mutex mutex_;
   bool loading_ = false;
   std::vector<std::function<void()>> waiters_;

@@ -90,13 +90,10 @@ class LiveCardManager {
   asio::awaitable<void> refresh();
   // The cards of the last refresh in source order; empty before the first.
   std::vector<LiveCard> cards() const;
-  const LiveCardList& items() const noexcept { return items_; }
 
   // The first eligible card for the trigger, absent when none is.
   asio::awaitable<std::optional<LiveCard>> eligibleLiveCard(std::string triggerId);
   asio::awaitable<bool> hasLiveCard(std::string triggerId);
-  // The check of one card for the trigger, without the status and trigger match.
-  asio::awaitable<bool> passesCheck(const LiveCardItem& item, std::string_view triggerId);
 
   // Reports the card as seen, unless it has no id or was reported by this manager before.
   void trackImpression(const LiveCard& card);
@@ -106,6 +103,8 @@ class LiveCardManager {
  private:
   // The first eligible item of `cards`, which the caller holds; null when none is.
   asio::awaitable<const LiveCardItem*> firstEligible(const LiveCardSet& cards, std::string_view triggerId);
+  // The check of one card for the trigger, without the status and trigger match.
+  asio::awaitable<bool> passesCheck(const LiveCardItem& item, std::string_view triggerId);
   std::string freshRecordId();
 
   DeliveryServices services_;

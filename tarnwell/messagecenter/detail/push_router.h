@@ -44,8 +44,6 @@ class PushPayload {
   // announcement id points there (no thread), else the messages tab with the thread.
   MessageCenterRoute route() const;
 
-  const std::map<std::string, std::string, std::less<>>& fields() const noexcept { return fields_; }
-
  private:
   std::optional<std::string> read(std::initializer_list<std::string_view> keys) const;
 

@@ -42,6 +42,13 @@
 
 namespace tarnwell {
 
+// Sends a survey or announcement response through `repository`, which the coroutine holds while
+// the call runs on the worker pool.
+template <typename Repository>
+asio::awaitable<bool> submitThrough(Repository repository, SurveyResponse response) {
+  co_return co_await repository.submitResponse(response);
+}
+
 struct Tarnwell::Impl {
   explicit Impl(HostOptions options);
   ~Impl();

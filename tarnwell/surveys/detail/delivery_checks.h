@@ -54,11 +54,6 @@ asio::awaitable<std::optional<DeliveryVerdict>> checkSharedSteps(const DeliveryI
                                                                  bool preview, const ShownTimestamps& shownAt,
                                                                  GuardExcuse excuse, DeliveryServices& services);
 
-// Whether the targeting's rules hold: enabled rules only, each the "and" of its enabled
-// conditions; matchType "all" (or absent) needs every verdict, anything else at least one, so
-// "any" over no enabled rule fails while "all" passes.
-bool rulesHold(const SurveyTargeting& targeting, PropertyManager& properties, const SessionManager& sessions);
-
 // After a presentation: when the item's trigger fires for `triggerEvent` (no pending
 // occurrence) by "equals" or "every_nth", remember that count as shown for the item.
 void markPresentedMilestone(const DeliveryItem& item, std::string_view triggerEvent, BehavioralEventTracker& tracker);

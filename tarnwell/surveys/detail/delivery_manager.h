@@ -60,7 +60,6 @@ class DeliveryManager {
   // Fetches the list on the worker pool (readings parsed there) and puts it in place of the last.
   asio::awaitable<void> refresh();
   std::vector<Survey> list() const;
-  const DeliveryList& items() const noexcept { return items_; }
   Published<std::optional<Survey>>& current() noexcept { return current_; }
 
   // Whether an item would be shown for the event now, counting the event as if recorded.

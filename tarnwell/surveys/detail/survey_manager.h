@@ -32,7 +32,6 @@ class SurveyManager final : public DeliveryManager {
   // An accepted response: the survey's "completed" goes up, and it stops being current if it
   // still is (same id, or both without one); a survey that replaced it stays.
   void completeCurrentSurvey(const Survey& survey);
-  const SurveyDeliveryLedger& ledger() const noexcept { return ledger_; }
 
  protected:
   Candidates candidates(const std::vector<DeliveryItem>& items, std::string_view eventName) const override;
