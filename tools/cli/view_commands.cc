@@ -32,11 +32,16 @@ T withOverlay(CommandHost& host, Work work) {
   });
 }
 
-// The overlay's tree once the current items it watches have reached it: the deliveries posted
-// before this call (a new overlay's first values, an action's dismissal) run first.
-ui::Node settledOverlayTree(CommandHost& host) {
+// Lets the current items the overlay watches reach it: the deliveries posted before this call
+// (a new overlay's first values, an action's dismissal) run first.
+void settleOverlay(CommandHost& host) {
   withOverlay<bool>(host, [](TarnwellOverlayHost&) { return true; });
   host.catchUp();
+}
+
+// The overlay's tree once it has settled.
+ui::Node settledOverlayTree(CommandHost& host) {
+  settleOverlay(host);
   return withOverlay<ui::Node>(host, [](TarnwellOverlayHost& overlay) { return overlay.tree(); });
 }
 
@@ -70,7 +75,7 @@ std::string readViewTarget(std::string_view argument) {
 // action's synchronous part and the main-context work it posted have run when the tree is read.
 template <typename Action>
 JSONObject actOnOverlay(CommandHost& host, Action action) {
-  settledOverlayTree(host);
+  settleOverlay(host);
   const bool done = withOverlay<bool>(host, [action = std::move(action)](TarnwellOverlayHost& overlay) {
     const ui::Node tree = overlay.tree();
     return action(tree);
