@@ -112,22 +112,6 @@ TEST_F(ResponseActionsTest, KeepsThePayloadTextByteForByteAsTheDeviceSentIt) {
   EXPECT_EQ(store.responseStore().responses().front().payloadText, payload);
 }
 
-TEST_F(ResponseActionsTest, AFaultOnSubmittingFailsTheAnswerAndKeepsNothing) {
-  ASSERT_TRUE(gateway().postJSON("/__gateway/faults", R"({"action":"submit_survey_response","status":503})"));
-  ASSERT_TRUE(gateway().postJSON("/__gateway/faults", R"({"action":"submit_survey_response","drop":true})"));
-
-  const httplib::Result refused = gateway().post("submit_survey_response", surveyResponse("r-1", "srv_checkout_nps"));
-  ASSERT_TRUE(refused);
-  EXPECT_EQ(refused->status, 503);
-  EXPECT_FALSE(gateway().post("submit_survey_response", surveyResponse("r-1", "srv_checkout_nps")));
-  EXPECT_EQ(gateway().getJSON("/__gateway/responses").encode(), R"({"items":[]})");
-
-  // The SDK sends the response again once the gateway answers; it is kept once.
-  EXPECT_EQ(gateway().call("submit_survey_response", surveyResponse("r-1", "srv_checkout_nps")).encode(),
-            R"({"ok":true,"data":{"success":true}})");
-  EXPECT_EQ(listed("/__gateway/responses"), std::vector<std::string>{"survey/srv_checkout_nps/r-1"});
-}
-
 // A tap on a live card as the SDK sends it: all 17 keys, absent ones as null.
 JSONObject liveCardClick(const std::string& id, const std::string& liveCardId) {
   return JSONObject{{"id", id},

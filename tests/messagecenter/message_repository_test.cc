@@ -94,45 +94,6 @@ TEST_F(MessageRepositoryTest, EveryActionSendsItsKeysInOrderWithNullsForAbsentVa
   }
 }
 
-TEST_F(MessageRepositoryTest, ListsKeepTheReplysOrderAndReadAnythingButAListAsEmpty) {
-  for (const char* data : {R"({})", R"({"items":null})", R"({"items":{"$id":"t1"}})", R"({"items":[]})"}) {
-    answerData(*transport, data);
-    EXPECT_TRUE(runSync(messages.getMessageThreads("u1", std::nullopt, 50)).empty()) << data;
-  }
-
-  std::string items = R"({"items":[)";
-  for (int i = 0; i < 10'000; ++i) items += (i ? R"(,{"$id":"t)" : R"({"$id":"t)") + std::to_string(i) + "\"}";
-  answerData(*transport, items + "]}");
-  const std::vector<MessageThread> threads = runSync(messages.getMessageThreads("u1", std::nullopt, 50));
-  ASSERT_EQ(threads.size(), 10'000u);
-  EXPECT_EQ(threads.front().conversationId, "t0");
-  EXPECT_EQ(threads.back().id, "t9999");
-  EXPECT_EQ(threads.back().status, "open");
-}
-
-TEST_F(MessageRepositoryTest, OneRecordThatDoesNotDecodeFailsTheWholeList) {
-  answerData(*transport, R"({"items":[{"$id":"a1","appId":"app","environment":"production","title":"T","content":"C",)"
-                         R"("type":"info","status":"sent","createdBy":"u9","totalRecipients":1,"openedCount":0,)"
-                         R"("clickedCount":0,"$createdAt":"c","$updatedAt":"u"},{"$id":"a2"}]})");
-  EXPECT_THROW(runSync(messages.getAnnouncements("u1", "u1", 50)), DecodingError);
-  answerData(*transport, R"({"items":[{"$id":"m1"},{"isRead":"yes"}]})");
-  EXPECT_THROW(runSync(messages.getMessages("t1", 100)), DecodingError);
-}
-
-TEST_F(MessageRepositoryTest, ASingleRecordIsAbsentWithoutAnItemAndThrownWhenItDoesNotDecode) {
-  answerData(*transport, R"({})");
-  EXPECT_EQ(runSync(messages.sendMessage({})), std::nullopt);
-  answerData(*transport, R"({"item":null})");
-  EXPECT_EQ(runSync(messages.markMessageAsRead("m1")), std::nullopt);
-  answerData(*transport, R"({"item":{"$id":"t9","title":"Help"}})");
-  const std::optional<MessageThread> thread = runSync(messages.createThread({}));
-  ASSERT_TRUE(thread);
-  EXPECT_EQ(thread->conversationId, "t9");
-  EXPECT_EQ(thread->title, "Help");
-  answerData(*transport, R"({"item":"m1"})");
-  EXPECT_THROW(runSync(messages.sendMessage({})), DecodingError);
-}
-
 TEST_F(MessageRepositoryTest, BooleanResultsFollowTheSuccessRule) {
   const std::vector<std::pair<const char*, bool>> replies = {
       {R"({})", true},
