@@ -138,6 +138,11 @@ asio::awaitable<void> MessageManager::refreshCenter() {
   co_await (std::move(threads) && std::move(feed));
 }
 
+asio::awaitable<void> MessageManager::poll() {
+  co_await refreshThreads();
+  co_await refreshAnnouncements();
+}
+
 asio::awaitable<void> MessageManager::refreshSettings() {
   // The repository logs a failed read and answers none, which lifts every gate.
   std::optional<MessageCenterSettings> settings = co_await onWorkers(repository_.getMessageCenterSettings());

@@ -33,10 +33,8 @@ Tarnwell::Impl::Impl(HostOptions options)
       properties(std::make_unique<detail::PropertyManager>(*store, appInfo, deviceInfo, *uuids)),
       sessions(std::make_unique<detail::SessionManager>(*clock, *uuids)),
       state(*main, SDKState::notInitialized()),
-      flushLoop(std::make_unique<detail::EventFlushLoop>(main->ioContext().get_executor(), *clock, [this] {
-        std::lock_guard lock(mutex);
-        return runtimeConfig.events.flushIntervalMs;
-      })) {}
+      flushLoop(std::make_unique<detail::EventFlushLoop>(main->ioContext().get_executor(), *clock,
+                                                         [this] { return tuning().events.flushIntervalMs; })) {}
 
 Tarnwell::Impl::~Impl() {
   // 1. No more main-context work. 2. End every sleep and transfer the SDK started, so the worker
@@ -239,9 +237,6 @@ UserDebugState Tarnwell::getUserDebugState() const {
 
 MainContext& Tarnwell::mainContext() noexcept { return *impl_->main; }
 
-RuntimeConfig Tarnwell::getRuntimeConfig() const {
-  std::lock_guard lock(impl_->mutex);
-  return impl_->runtimeConfig;
-}
+RuntimeConfig Tarnwell::getRuntimeConfig() const { return impl_->tuning(); }
 
 }  // namespace tarnwell

@@ -11,21 +11,56 @@ asio::awaitable<void> Tarnwell::Impl::refreshAllContent() {
   // cards alone are forced: every call refetches them whatever their stamp says.
   using namespace asio::experimental::awaitable_operators;
   auto flags = refreshFeatureFlags(false);
-  auto surveys = refreshDeliveredContent(DeliveredContent::surveys, false);
-  auto announcements = refreshDeliveredContent(DeliveredContent::announcements, false);
-  auto liveCards = refreshLiveCards(true);
-  co_await (std::move(flags) && std::move(surveys) && std::move(announcements) && std::move(liveCards));
+  auto surveyList = refreshSurveys(false);
+  auto announcementList = refreshAnnouncements(false);
+  auto liveCardList = refreshLiveCards(true);
+  co_await (std::move(flags) && std::move(surveyList) && std::move(announcementList) && std::move(liveCardList));
 }
 
+bool Tarnwell::Impl::refreshDue(std::optional<Timestamp>& stamp, std::int64_t ttlMs, bool force) {
+  return detail::shouldRefresh(stamp, ttlMs, force, clock->now());
+}
+
+RuntimeConfig Tarnwell::Impl::tuning() const {
+  std::lock_guard lock(mutex);
+  return runtimeConfig;
+}
+
+// Each manager is held for its whole refresh: a new start-up may replace it meanwhile.
+
 asio::awaitable<void> Tarnwell::Impl::refreshFeatureFlags(bool force) {
-  if (!isReady()) co_return;
-  std::int64_t ttlMs = 0;
-  {
-    std::lock_guard lock(mutex);
-    ttlMs = runtimeConfig.cache.featureFlagsTtlMs;
+  if (isReady() && refreshDue(refreshStamps.lastFeatureFlagsRefreshAt, tuning().cache.featureFlagsTtlMs, force)) {
+    co_await featureFlagManager()->refresh();
   }
-  if (!detail::shouldRefresh(refreshStamps.lastFeatureFlagsRefreshAt, ttlMs, force, clock->now())) co_return;
-  co_await featureFlagManager()->refresh();
+}
+
+asio::awaitable<void> Tarnwell::Impl::refreshSurveys(bool force) {
+  const auto manager = surveys.get();
+  if (manager && refreshDue(refreshStamps.lastSurveysRefreshAt, tuning().cache.surveysTtlMs, force)) {
+    co_await manager->refresh();
+  }
+}
+
+asio::awaitable<void> Tarnwell::Impl::refreshAnnouncements(bool force) {
+  const auto manager = announcements.get();
+  if (manager && refreshDue(refreshStamps.lastAnnouncementsRefreshAt, tuning().cache.announcementsTtlMs, force)) {
+    co_await manager->refresh();
+  }
+}
+
+asio::awaitable<void> Tarnwell::Impl::refreshLiveCards(bool force) {
+  const auto manager = liveCards.get();
+  if (manager && refreshDue(refreshStamps.lastLiveCardsRefreshAt, tuning().cache.liveCardsTtlMs, force)) {
+    co_await manager->refresh();
+  }
+}
+
+asio::awaitable<void> Tarnwell::Impl::refreshMessageCenter() {
+  const auto manager = messages.get();
+  if (manager &&
+      refreshDue(refreshStamps.lastMessageCenterRefreshAt, tuning().messageCenter.foregroundRefreshTtlMs, false)) {
+    co_await manager->refreshCenter();
+  }
 }
 
 void Tarnwell::Impl::spawnThen(asio::awaitable<void> work, std::function<void()> completion) {
@@ -53,24 +88,24 @@ void Tarnwell::refreshFeatureFlags(bool force, std::function<void()> completion)
   impl_->spawnThen(impl_->refreshFeatureFlags(force), std::move(completion));
 }
 
-void Tarnwell::getStoredRuntimeBundle(std::function<void(std::optional<RuntimeBundle>)> completion) {
-  impl_->spawnOnMain(impl_->readStoredRuntimeBundle(std::move(completion)));
-}
-
-void Tarnwell::Impl::refreshDeliveredContentThen(DeliveredContent kind, bool force, std::function<void()> completion) {
-  spawnThen(refreshDeliveredContent(kind, force), std::move(completion));
-}
-
 void Tarnwell::refreshSurveys(bool force, std::function<void()> completion) {
-  impl_->refreshDeliveredContentThen(Impl::DeliveredContent::surveys, force, std::move(completion));
+  impl_->spawnThen(impl_->refreshSurveys(force), std::move(completion));
 }
 
 void Tarnwell::refreshAnnouncements(bool force, std::function<void()> completion) {
-  impl_->refreshDeliveredContentThen(Impl::DeliveredContent::announcements, force, std::move(completion));
+  impl_->spawnThen(impl_->refreshAnnouncements(force), std::move(completion));
 }
 
 void Tarnwell::refreshLiveCards(bool force, std::function<void()> completion) {
   impl_->spawnThen(impl_->refreshLiveCards(force), std::move(completion));
+}
+
+void Tarnwell::refreshMessageCenter(std::function<void()> completion) {
+  impl_->spawnThen(impl_->refreshMessageCenter(), std::move(completion));
+}
+
+void Tarnwell::getStoredRuntimeBundle(std::function<void(std::optional<RuntimeBundle>)> completion) {
+  impl_->spawnOnMain(impl_->readStoredRuntimeBundle(std::move(completion)));
 }
 
 }  // namespace tarnwell

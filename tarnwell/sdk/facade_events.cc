@@ -29,8 +29,8 @@ asio::awaitable<void> Tarnwell::Impl::deliverEvent(detail::EventRecord record, s
   co_await eventManager()->queueEvent(std::move(record));
   // Triggers fire whether or not the queue admitted the event. Each manager is held for its
   // turn: a new start-up may replace it meanwhile.
-  if (const auto manager = surveys.manager) co_await manager->onEventTriggered(name);
-  if (const auto manager = announcements.manager) co_await manager->onEventTriggered(name);
+  if (const auto manager = surveys.get()) co_await manager->onEventTriggered(name);
+  if (const auto manager = announcements.get()) co_await manager->onEventTriggered(name);
   if (completion) completion();
 }
 

@@ -1,6 +1,5 @@
 // Live cards in the facade: the manager, built at start-up and replaced by a new one; the
-// refresh with its time to live; the questions a host asks for a trigger, and the handle with
-// the card's tracking hooks.
+// questions a host asks for a trigger, and the handle with the card's tracking hooks.
 #include "tarnwell/sdk/detail/facade_impl.h"
 
 namespace tarnwell {
@@ -14,46 +13,13 @@ void Tarnwell::Impl::configureLiveCardManager() {
         trackEvent(name, eventProperties, "live_card");
       }};
   // A new start-up starts from no cards and no reported impressions.
-  liveCardManager =
-      std::make_shared<detail::LiveCardManager>(deliveryManagerParts(), std::move(repository), std::move(reporting));
-}
-
-asio::awaitable<void> Tarnwell::Impl::refreshLiveCards(bool force) {
-  // Held for the whole refresh: a new start-up may replace the manager meanwhile.
-  const std::shared_ptr<detail::LiveCardManager> manager = liveCardManager;
-  // Without a manager the stamp stays as it is.
-  if (!manager) co_return;
-  std::int64_t ttlMs = 0;
-  {
-    std::lock_guard lock(mutex);
-    ttlMs = runtimeConfig.cache.liveCardsTtlMs;
-  }
-  if (!detail::shouldRefresh(refreshStamps.lastLiveCardsRefreshAt, ttlMs, force, clock->now())) co_return;
-  co_await manager->refresh();
-}
-
-asio::awaitable<bool> Tarnwell::Impl::hasLiveCard(std::string triggerId) {
-  const std::shared_ptr<detail::LiveCardManager> manager = liveCardManager;
-  if (!manager) co_return false;
-  co_return co_await manager->hasLiveCard(std::move(triggerId));
-}
-
-asio::awaitable<void> Tarnwell::Impl::reportHasLiveCard(std::string triggerId, std::function<void(bool)> completion) {
-  const bool found = co_await hasLiveCard(std::move(triggerId));
-  if (completion) completion(found);
-}
-
-asio::awaitable<void> Tarnwell::Impl::getLiveCard(std::string triggerId,
-                                                  std::function<void(std::optional<LiveCard>)> completion) {
-  const std::shared_ptr<detail::LiveCardManager> manager = liveCardManager;
-  std::optional<LiveCard> card;
-  if (manager) card = co_await manager->eligibleLiveCard(std::move(triggerId));
-  if (completion) completion(std::move(card));
+  liveCards.set(
+      std::make_shared<detail::LiveCardManager>(deliveryManagerParts(), std::move(repository), std::move(reporting)));
 }
 
 asio::awaitable<void> Tarnwell::Impl::createLiveCardView(
     std::string triggerId, std::function<void(std::optional<LiveCardHandle>)> completion) {
-  const std::shared_ptr<detail::LiveCardManager> manager = liveCardManager;
+  const std::shared_ptr<detail::LiveCardManager> manager = liveCards.get();
   std::optional<LiveCard> card;
   if (manager) card = co_await manager->eligibleLiveCard(std::move(triggerId));
   std::optional<LiveCardHandle> handle;
@@ -75,11 +41,13 @@ LiveCardHandle Tarnwell::Impl::makeLiveCardHandle(std::shared_ptr<detail::LiveCa
 // ---- Public live-card operations -------------------------------------------------------------
 
 void Tarnwell::hasLiveCard(std::string triggerId, std::function<void(bool)> completion) {
-  impl_->spawnOnMain(impl_->reportHasLiveCard(std::move(triggerId), std::move(completion)));
+  impl_->spawnOnMain(
+      impl_->liveCards.call(&detail::LiveCardManager::hasLiveCard, false, std::move(completion), std::move(triggerId)));
 }
 
 void Tarnwell::getLiveCard(std::string triggerId, std::function<void(std::optional<LiveCard>)> completion) {
-  impl_->spawnOnMain(impl_->getLiveCard(std::move(triggerId), std::move(completion)));
+  impl_->spawnOnMain(impl_->liveCards.call(&detail::LiveCardManager::eligibleLiveCard, std::nullopt,
+                                           std::move(completion), std::move(triggerId)));
 }
 
 void Tarnwell::createLiveCardView(std::string triggerId,
@@ -88,11 +56,8 @@ void Tarnwell::createLiveCardView(std::string triggerId,
 }
 
 void Tarnwell::getLiveCards(std::function<void(std::optional<std::vector<LiveCard>>)> completion) {
-  impl_->runOnMain([impl = impl_.get(), completion = std::move(completion)] {
-    std::optional<std::vector<LiveCard>> cards;
-    if (impl->liveCardManager) cards = impl->liveCardManager->cards();
-    if (completion) completion(std::move(cards));
-  });
+  impl_->answerOnMain(
+      impl_->liveCards, [](detail::LiveCardManager& manager) { return manager.cards(); }, std::move(completion));
 }
 
 }  // namespace tarnwell

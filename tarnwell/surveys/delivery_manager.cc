@@ -1,6 +1,7 @@
 #include "tarnwell/surveys/detail/delivery_manager.h"
 
 #include "tarnwell/platform/detail/async.h"
+#include "tarnwell/surveys/detail/response_reporting.h"
 
 namespace tarnwell::detail {
 namespace {
@@ -8,6 +9,10 @@ namespace {
 asio::awaitable<DeliveryList> fetchItems(DeliveryManager::Fetch fetch) {
   std::vector<Survey> records = co_await fetch();
   co_return makeDeliveryList(std::move(records));
+}
+
+asio::awaitable<bool> sendResponse(DeliveryManager::Submit submit, SurveyResponse response) {
+  co_return co_await submit(response);
 }
 
 asio::awaitable<std::optional<Segment>> lookUpSegment(SegmentRepository segments, std::string id) {
@@ -25,12 +30,15 @@ DeliveryServices deliveryServices(const DeliveryManagerParts& parts) {
           .clock = parts.clock};
 }
 
-DeliveryManager::DeliveryManager(DeliveryManagerParts parts, Fetch fetch)
+DeliveryManager::DeliveryManager(DeliveryManagerParts parts, DeliveryWording wording, Fetch fetch, Submit submit)
     : services_(deliveryServices(parts)),
       workers_(parts.workers),
       fetch_(std::move(fetch)),
+      submit_(std::move(submit)),
       items_(makeDeliveryList({})),
-      current_(parts.main, std::nullopt) {}
+      current_(parts.main, std::nullopt),
+      reporting_(std::move(parts.reporting)),
+      wording_(wording) {}
 
 asio::awaitable<void> DeliveryManager::refresh() { items_ = co_await runOn(workers_, fetchItems(fetch_)); }
 
@@ -92,9 +100,52 @@ asio::awaitable<const DeliveryItem*> DeliveryManager::presentFirstEligible(Candi
 
 void DeliveryManager::present(const DeliveryItem& item, std::string_view triggerEvent) {
   current_.set(item.survey);
-  if (item.survey.id) shownAt_[*item.survey.id] = services_.clock.now();
+  presentedAt_ = services_.clock.now();
+  if (item.survey.id) shownAt_[*item.survey.id] = *presentedAt_;
   recordPresentation(item);
   markPresentedMilestone(item, triggerEvent, services_.tracker);
+  // Last: the impression's own events may trigger deliveries of their own.
+  reportImpression(item.survey);
+}
+
+asio::awaitable<bool> DeliveryManager::submit(SurveyResponse response) {
+  co_return co_await runOn(workers_, sendResponse(submit_, std::move(response)));
+}
+
+void DeliveryManager::clearCurrent() {
+  current_.set(std::nullopt);
+  presentedAt_.reset();
+}
+
+void DeliveryManager::reportImpression(const Survey& item) {
+  if (reporting_.killSwitches && reporting_.killSwitches().*wording_.impressionSwitch) return;
+  if (const auto analytics = item.analytics()) {
+    if (auto name = configuredEventName(analytics->impressionEvent)) trackItemEvent(*name, item, {});
+  }
+  trackItemEvent(wording_.impressionEvent, item, {});
+}
+
+void DeliveryManager::trackItemEvent(std::string_view name, const Survey& item, JSONObject properties) {
+  if (!reporting_.trackEvent) return;
+  reporting_.trackEvent(std::string(name), wording_.eventProperties(item, std::move(properties)),
+                        std::string(wording_.eventType));
+}
+
+void DeliveryManager::trackAnsweredEvents(const Survey& item, const JSONObject& responses) {
+  const auto analytics = item.analytics();
+  if (!analytics) return;
+  for (const auto& configured : {analytics->submitEvent, analytics->responseEvent}) {
+    if (auto name = configuredEventName(configured)) trackItemEvent(*name, item, responses);
+  }
+}
+
+std::optional<SurveyResponse> DeliveryManager::makeResponse(const Survey& item, const JSONObject& responses,
+                                                            bool completed) {
+  const std::optional<ApiKeyConfig> tenant = reporting_.tenant ? reporting_.tenant() : std::nullopt;
+  if (!tenant) return std::nullopt;
+  const DeviceInfo device = reporting_.device ? reporting_.device() : DeviceInfo{};
+  return makeSurveyResponse({services_.properties, *tenant, device, presentedAt_, services_.clock.now()}, item,
+                            responses, completed);
 }
 
 }  // namespace tarnwell::detail

@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "tarnwell/core/detail/text.h"
+#include "tarnwell/surveys/detail/response_reporting.h"
 
 namespace tarnwell::detail {
 namespace {
@@ -45,7 +46,12 @@ bool frequencyAllows(const std::optional<SurveyFrequency>& frequency, const Surv
 }  // namespace
 
 SurveyManager::SurveyManager(DeliveryManagerParts parts, SurveyRepository repository, KeyValueStore& deliveryDefaults)
-    : DeliveryManager(parts, [repository = std::move(repository)]() mutable { return repository.getSurveys(); }),
+    : DeliveryManager(
+          parts,
+          {"survey", "survey_impression", &RuntimeConfig::KillSwitchConfig::disableSurveyImpressions,
+           &surveyEventProperties},
+          [repository]() mutable { return repository.getSurveys(); },
+          [repository](const SurveyResponse& response) mutable { return repository.submitResponse(response); }),
       ledger_(deliveryDefaults, parts.properties) {}
 
 DeliveryManager::Candidates SurveyManager::candidates(const std::vector<DeliveryItem>& items,
@@ -99,16 +105,44 @@ void SurveyManager::recordPresentation(const DeliveryItem& item) {
   if (item.survey.id) ledger_.recordPresentation(*item.survey.id, services_.clock.now());
 }
 
+asio::awaitable<bool> SurveyManager::submitResponse(Survey survey, JSONObject responses, bool completed) {
+  const std::optional<SurveyResponse> response = makeResponse(survey, responses, completed);
+  if (!response) co_return false;
+  const bool accepted = co_await submit(*response);
+  if (!accepted) co_return false;
+  reportOutcome(survey, responses, completed);
+  if (survey.id && callback_) callback_->onSurveySubmitted({*survey.id, responses, {}, {}});
+  // A cancelled survey that reached the backend counts as completed too.
+  completeCurrentSurvey(survey);
+  co_return true;
+}
+
+void SurveyManager::reportOutcome(const Survey& survey, const JSONObject& responses, bool completed) {
+  if (!completed) {
+    trackItemEvent("survey_cancelled", survey, {});
+    return;
+  }
+  // Not linked to the backend's row: the id lives in the events only.
+  const std::string responseId = toLowerAscii(newResponseId());
+  const auto now = std::chrono::duration_cast<std::chrono::seconds>(services_.clock.now().time_since_epoch()).count();
+  trackItemEvent("survey_submitted", survey,
+                 JSONObject{{"response_id", JSONValue(responseId)},
+                            {"completion_time", JSONValue(now)},
+                            {"responses_count", JSONValue(responses.size())},
+                            {"score", JSONValue(responseScore(responses).value_or(0.0))}});
+  trackAnsweredEvents(survey, responses);
+}
+
 void SurveyManager::dismissCurrentSurvey() {
-  if (const std::optional<Survey> shown = current().value(); shown && shown->id) ledger_.recordDismissal(*shown->id);
-  current().set(std::nullopt);
+  const std::optional<Survey> shown = current().value();
+  if (shown && shown->id) ledger_.recordDismissal(*shown->id);
+  clearCurrent();
+  if (shown && shown->id && !shown->id->empty() && callback_) callback_->onSurveyDismissed(*shown->id);
 }
 
 void SurveyManager::completeCurrentSurvey(const Survey& survey) {
   if (survey.id) ledger_.recordCompletion(*survey.id);
-  if (const std::optional<Survey> shown = current().value(); shown && shown->id == survey.id) {
-    current().set(std::nullopt);
-  }
+  if (const std::optional<Survey> shown = current().value(); shown && shown->id == survey.id) clearCurrent();
 }
 
 }  // namespace tarnwell::detail

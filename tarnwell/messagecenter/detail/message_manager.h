@@ -109,6 +109,8 @@ class MessageManager {
   // The settings, then, unless they switch the center off, the threads (with chat) and the feed
   // (with announcements) side by side.
   asio::awaitable<void> refreshCenter();
+  // One turn of the message center screen's polling: the threads, then the feed.
+  asio::awaitable<void> poll();
   // Replaces the settings with what the backend answers, also with none when the read fails.
   asio::awaitable<void> refreshSettings();
   // Empties what the settings switch off: everything when the center is off, else the threads

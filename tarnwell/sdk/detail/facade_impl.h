@@ -3,12 +3,14 @@
 // What the Tarnwell facade owns and the routines its public members run on the main context.
 // The members are split by theme over facade.cc (construction and reads), facade_startup.cc,
 // facade_identity.cc, facade_events.cc, facade_flags.cc, facade_content.cc, facade_delivery.cc
-// (what surveys and announcements share), facade_surveys.cc, facade_announcements.cc,
-// facade_live_cards.cc, facade_message_center.cc and facade_lifecycle.cc.
+// (surveys and announcements), facade_live_cards.cc, facade_message_center.cc and
+// facade_lifecycle.cc. The managers decide; the facade builds them at start-up, holds each in a
+// ManagerSlot, and routes every public operation to one of them.
 //
 // Threads: fields under "main context only" are touched only there; the ones under `mutex` may
-// be read from any thread. Coroutines started here run on the main context and refer to the
-// Impl directly: it stops its main context before anything else is torn down.
+// be read from any thread, as may the manager slots and Published values. Coroutines started
+// here run on the main context and refer to the Impl directly: it stops its main context before
+// anything else is torn down.
 #pragma once
 
 #include <asio/awaitable.hpp>
@@ -35,19 +37,13 @@
 #include "tarnwell/messagecenter/detail/message_manager.h"
 #include "tarnwell/platform/detail/async.h"
 #include "tarnwell/platform/detail/closable_seams.h"
+#include "tarnwell/platform/detail/manager_slot.h"
 #include "tarnwell/platform/detail/uuid.h"
 #include "tarnwell/sdk/detail/content_refresh.h"
 #include "tarnwell/sdk/facade.h"
 #include "tarnwell/surveys/detail/survey_manager.h"
 
 namespace tarnwell {
-
-// Sends a survey or announcement response through `repository`, which the coroutine holds while
-// the call runs on the worker pool.
-template <typename Repository>
-asio::awaitable<bool> submitThrough(Repository repository, SurveyResponse response) {
-  co_return co_await repository.submitResponse(response);
-}
 
 struct Tarnwell::Impl {
   explicit Impl(HostOptions options);
@@ -99,68 +95,23 @@ struct Tarnwell::Impl {
   asio::awaitable<void> deliverEvent(detail::EventRecord record, std::function<void()> completion);
   asio::awaitable<void> reportQueuedEventCount(std::function<void(std::size_t)> completion);
 
-  // ---- Content and flags (facade_content.cc, facade_flags.cc) ---------------------------
+  // ---- Content (facade_content.cc) -----------------------------------------------------
+  // Each kind refreshes when its time to live lets it; without a manager its stamp stays.
   asio::awaitable<void> refreshAllContent();
   asio::awaitable<void> refreshFeatureFlags(bool force);
-  // The kinds whose refresh feeds a delivery manager's published list.
-  enum class DeliveredContent { surveys, announcements };
-  asio::awaitable<void> refreshDeliveredContent(DeliveredContent kind, bool force);
-
-  // ---- Surveys and announcements (facade_delivery.cc, facade_surveys.cc, facade_announcements.cc)
-  // A delivery manager's place in the facade: the manager of the last start-up, the observer of
-  // its current item, when that item went on screen, and the current item as hosts follow it.
-  struct DeliverySlot {
-    explicit DeliverySlot(MainContext& main) : current(main, std::nullopt) {}
-    std::shared_ptr<detail::DeliveryManager> manager;
-    Subscription observer;
-    std::optional<Timestamp> presentedAt;
-    Published<std::optional<Survey>> current;
-  };
-  DeliverySlot& slot(DeliveredContent kind);
-  // What every delivery manager (surveys, announcements, live cards) is built over.
-  detail::DeliveryManagerParts deliveryManagerParts();
-  // Builds fresh survey and announcement managers (a new start-up replaces them) and observes
-  // their current items.
-  void configureDeliveryManagers();
-  void observeCurrentItem(DeliveredContent kind, const std::optional<Survey>& item);
-  // The item's impression events, unless the backend's kill switch silences them.
-  void reportImpression(DeliveredContent kind, const Survey& item);
-  // An event about an item: its ids and names added, type "survey" or "announcement".
-  void trackItemEvent(DeliveredContent kind, const std::string& name, const Survey& item, JSONObject properties);
-  // The dashboard's own submit and response events of an accepted answer, with the answers.
-  void trackAnsweredEvents(DeliveredContent kind, const Survey& item, const JSONObject& responses);
-  asio::awaitable<void> canShow(DeliveredContent kind, std::string eventName, std::function<void(bool)> completion);
-  asio::awaitable<void> show(DeliveredContent kind, std::string eventName,
-                             std::function<void(std::optional<Survey>)> completion);
-  // show() that first keeps the host's callback (by `keepCallback`) when the manager exists;
-  // the completion says whether an item was shown.
-  void showKeepingCallback(DeliveredContent kind, std::string eventName, std::function<void()> keepCallback,
-                           std::function<void(bool)> completion);
-  asio::awaitable<void> explain(DeliveredContent kind, std::string eventName,
-                                std::function<void(std::vector<DeliveryExplanation>)> completion);
-  // Runs `work` with the kind's manager on the main context; without one, `closed` instead.
-  void withManager(DeliveredContent kind, std::function<void(detail::DeliveryManager&)> work,
-                   std::function<void()> closed);
-  void readList(DeliveredContent kind, std::function<void(std::optional<std::vector<Survey>>)> completion);
-  void readCurrent(DeliveredContent kind, std::function<void(std::optional<Survey>)> completion);
-  std::shared_ptr<detail::SurveyManager> surveyManager() const;
-  std::shared_ptr<detail::AnnouncementManager> announcementManager() const;
-  // The answers of a response as the backend records them.
-  std::optional<SurveyResponse> makeResponse(DeliveredContent kind, const Survey& item, const JSONObject& responses,
-                                             bool completed);
-  asio::awaitable<void> submitSurveyResponse(Survey survey, JSONObject responses, bool completed,
-                                             std::function<void(bool)> completion);
-  void reportSurveyOutcome(const Survey& survey, const JSONObject& responses, bool completed);
-  void dismissCurrentSurvey();
-  asio::awaitable<void> submitAnnouncementResponse(Survey announcement, JSONObject responses, bool completed,
-                                                   std::function<void(bool)> completion);
-  void reportAnnouncementOutcome(const Survey& announcement, const JSONObject& responses, bool completed,
-                                 std::optional<Timestamp> presentedAt);
-  void dismissCurrentAnnouncement();
-  void refreshDeliveredContentThen(DeliveredContent kind, bool force, std::function<void()> completion);
+  asio::awaitable<void> refreshSurveys(bool force);
+  asio::awaitable<void> refreshAnnouncements(bool force);
+  asio::awaitable<void> refreshLiveCards(bool force);
+  // Settings, then threads and announcements side by side; never forced.
+  asio::awaitable<void> refreshMessageCenter();
+  // Whether a refresh with this time to live goes through now; the stamp moves when it does.
+  bool refreshDue(std::optional<Timestamp>& stamp, std::int64_t ttlMs, bool force);
+  RuntimeConfig tuning() const;
   // Runs `work` on the main context and calls `completion` there when it has ended; from any thread.
   void spawnThen(asio::awaitable<void> work, std::function<void()> completion);
   asio::awaitable<void> readStoredRuntimeBundle(std::function<void(std::optional<RuntimeBundle>)> completion);
+
+  // ---- Flags and experiments (facade_flags.cc) ------------------------------------------
   asio::awaitable<void> readFeatureFlagValue(std::string key, std::function<void(std::optional<JSONValue>)> completion);
   asio::awaitable<void> readExperimentVariation(std::string key,
                                                 std::function<void(std::optional<Variation>)> completion);
@@ -170,36 +121,50 @@ struct Tarnwell::Impl {
   asio::awaitable<void> trackExperimentConversion(std::string key, std::optional<std::string> goalId,
                                                   std::optional<JSONValue> value, JSONObject context);
 
-  // ---- Live cards (facade_live_cards.cc) -----------------------------------------------
-  // Builds a fresh live-card manager: a new start-up replaces it.
-  void configureLiveCardManager();
-  // Gated on the manager, then on its time to live; without a manager the stamp stays.
-  asio::awaitable<void> refreshLiveCards(bool force);
-  // Whether the trigger has an eligible card now; false without a manager.
-  asio::awaitable<bool> hasLiveCard(std::string triggerId);
-  asio::awaitable<void> reportHasLiveCard(std::string triggerId, std::function<void(bool)> completion);
-  asio::awaitable<void> getLiveCard(std::string triggerId, std::function<void(std::optional<LiveCard>)> completion);
+  // ---- Managers built at start-up -------------------------------------------------------
+  // What every delivery manager (surveys, announcements, live cards) is built over.
+  detail::DeliveryManagerParts deliveryManagerParts();
+  // Fresh survey and announcement managers (a new start-up replaces them), whose current items
+  // are republished for hosts (facade_delivery.cc).
+  void configureDeliveryManagers();
+  void configureLiveCardManager();  // facade_live_cards.cc
+  // Follows the manager's state into messageCenterState and hands it the pending push token
+  // (facade_message_center.cc).
+  void configureMessageManager();
+
+  // Hands `completion`, on the main context, what `read` gives of the slot's manager; without
+  // one, an empty answer.
+  template <typename Manager, typename Read, typename Result>
+  void answerOnMain(const detail::ManagerSlot<Manager>& slot, Read read, std::function<void(Result)> completion) {
+    if (!completion) return;
+    runOnMain([&slot, read = std::move(read), completion = std::move(completion)] {
+      const std::shared_ptr<Manager> manager = slot.get();
+      completion(manager ? Result(read(*manager)) : Result{});
+    });
+  }
+
+  // Shows an item for the event, keeping the host's callback first whether or not one is shown;
+  // the completion says whether one was.
+  template <typename Manager, typename Callback>
+  asio::awaitable<void> showWithCallback(const detail::ManagerSlot<Manager>& slot, std::string eventName,
+                                         std::shared_ptr<Callback> callback, std::function<void(bool)> completion) {
+    bool shown = false;
+    if (const std::shared_ptr<Manager> manager = slot.get()) {
+      manager->setCallback(std::move(callback));
+      const std::optional<Survey> item = co_await manager->show(std::move(eventName));
+      shown = item.has_value();
+    }
+    if (completion) completion(shown);
+  }
+
+  // ---- Live cards and the message center (facade_live_cards.cc, facade_message_center.cc)
   asio::awaitable<void> createLiveCardView(std::string triggerId,
                                            std::function<void(std::optional<LiveCardHandle>)> completion);
   // The card with hooks that report through `manager`, from any thread.
   LiveCardHandle makeLiveCardHandle(std::shared_ptr<detail::LiveCardManager> manager, LiveCard card);
-  // ---- Message center (facade_message_center.cc) ---------------------------------------
-  // Builds a fresh message manager (a new start-up replaces it), follows its state into
-  // messageCenterState and hands it the pending push token.
-  void configureMessageManager();
-  // Written on the main context, read from any thread.
-  std::shared_ptr<detail::MessageManager> messageManager() const;
-  // Settings, then threads and announcements side by side; at most once per time to live.
-  asio::awaitable<void> refreshMessageCenter();
-  // One turn of the screen's polling: threads, then the feed.
-  asio::awaitable<void> pollMessageCenter();
   // The manager's token sync, when there is a manager: after a change of user or a foreground.
   void syncPushToken();
-  asio::awaitable<void> handOverPushToken(std::string token);
   void openMessageCenter(MessageCenterRoute requested);
-  // Runs `work` with the message manager held for its whole length; without one, `closed`.
-  void withMessageManager(std::function<asio::awaitable<void>(std::shared_ptr<detail::MessageManager>)> work,
-                          std::function<void()> closed);
 
   // ---- Lifecycle (facade_lifecycle.cc) --------------------------------------------------
   void handleForeground();
@@ -236,7 +201,6 @@ struct Tarnwell::Impl {
   std::optional<ApiKeyConfig> config;
   RuntimeConfig runtimeConfig = defaultRuntimeConfig();
   bool isAppInForeground = false;
-  std::shared_ptr<detail::MessageManager> messageManagerInstance;
 
   // Main context only.
   std::unique_ptr<detail::ApiKeyRepository> apiKeyRepositoryInstance;
@@ -247,17 +211,19 @@ struct Tarnwell::Impl {
   std::shared_ptr<detail::FeatureFlagManager> featureFlagManagerInstance;
   // One bundle request at a time for all content kinds: they refresh side by side.
   std::shared_ptr<detail::BundleLoadGate> bundleLoads = std::make_shared<detail::BundleLoadGate>();
-  DeliverySlot surveys{*main};
-  DeliverySlot announcements{*main};
-  std::shared_ptr<detail::LiveCardManager> liveCardManager;
-  std::shared_ptr<SurveyCallback> surveyCallback;
-  std::shared_ptr<AnnouncementCallback> announcementCallback;
-  bool suppressNextAnnouncementDismissCallback = false;
   detail::RefreshStamps refreshStamps;
-  // The message manager's state as hosts follow it, across managers replaced by a new start-up.
+  detail::ManagerSlot<detail::SurveyManager> surveys;
+  detail::ManagerSlot<detail::AnnouncementManager> announcements;
+  detail::ManagerSlot<detail::LiveCardManager> liveCards;
+  detail::ManagerSlot<detail::MessageManager> messages;
+  // What hosts follow, across managers replaced by a new start-up; the observers of the
+  // current managers feed them.
+  Published<std::optional<Survey>> currentSurvey{*main, std::nullopt};
+  Published<std::optional<Survey>> currentAnnouncement{*main, std::nullopt};
   Published<std::optional<MessageCenterState>> messageCenterState{*main, std::nullopt};
-  std::vector<Subscription> messageManagerObservers;
   Published<std::optional<MessageCenterRoute>> messageCenterRoute{*main, std::nullopt};
+  std::vector<Subscription> deliveryObservers;
+  std::vector<Subscription> messageManagerObservers;
   // The host's last push token, kept for every later manager; never cleared.
   std::optional<std::string> pendingPushToken;
   TarnwellSDKConfig sdkConfig = legacyPlaceholderConfig();

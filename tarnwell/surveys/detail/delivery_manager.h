@@ -1,8 +1,9 @@
 // File: tarnwell/surveys/detail/delivery_manager.h
 //
 // What the survey and announcement managers share: the list of the last refresh, the current
-// item that the overlay presents, the in-process record of presentations, and the one road from
-// an event to a presentation. The subclasses say which items are candidates for an event, what
+// item that the overlay presents, the in-process record of presentations, the one road from
+// an event to a presentation, and the events that report what became of an item (its
+// impression, its answers). The subclasses say which items are candidates for an event, what
 // the check asks beyond the shared steps, and what an event or a show records.
 //
 //   SurveyManager surveys(parts, repository, store);
@@ -25,12 +26,27 @@
 #include <string_view>
 #include <vector>
 
+#include "tarnwell/backend/runtime_config.h"
+#include "tarnwell/platform/device_info.h"
 #include "tarnwell/platform/main_context.h"
 #include "tarnwell/platform/published.h"
 #include "tarnwell/surveys/detail/delivery_checks.h"
 #include "tarnwell/targeting/detail/segment_repository.h"
 
 namespace tarnwell::detail {
+
+// How a manager reports what became of its items. A part left empty reports nothing.
+struct DeliveryReporting {
+  // Sends an event (the facade's trackEvent, with its state gate and queue).
+  std::function<void(std::string name, JSONObject properties, std::string eventType)> trackEvent;
+  // The backend's kill switches as they stand now.
+  std::function<RuntimeConfig::KillSwitchConfig()> killSwitches;
+  // The tenant of the last start-up; absent before one succeeded, and then nothing is answered.
+  std::function<std::optional<ApiKeyConfig>()> tenant;
+  DeviceInfoProvider device;
+  // A fresh id for a response the events name.
+  std::function<std::string()> newId;
+};
 
 // What the facade hands every delivery manager it builds.
 struct DeliveryManagerParts {
@@ -41,6 +57,16 @@ struct DeliveryManagerParts {
   const SessionManager& sessions;
   BehavioralEventTracker& tracker;
   const Clock& clock;
+  DeliveryReporting reporting = {};
+};
+
+// What tells the reports of one kind of item apart.
+struct DeliveryWording {
+  std::string_view eventType;        // "survey", "announcement"
+  std::string_view impressionEvent;  // "survey_impression", ...
+  bool RuntimeConfig::KillSwitchConfig::*impressionSwitch;
+  // The item's ids and names added to an event's properties.
+  JSONObject (*eventProperties)(const Survey& item, JSONObject properties);
 };
 
 // The services the checks of a manager built over `parts` read; segment lookups run on the
@@ -51,8 +77,10 @@ class DeliveryManager {
  public:
   // The list of the last refresh, as its repository gives it (never throws; empty on failure).
   using Fetch = std::function<asio::awaitable<std::vector<Survey>>()>;
+  // Whether the backend took a response (never throws).
+  using Submit = std::function<asio::awaitable<bool>(const SurveyResponse&)>;
 
-  DeliveryManager(DeliveryManagerParts parts, Fetch fetch);
+  DeliveryManager(DeliveryManagerParts parts, DeliveryWording wording, Fetch fetch, Submit submit);
   virtual ~DeliveryManager() = default;
   DeliveryManager(const DeliveryManager&) = delete;
   DeliveryManager& operator=(const DeliveryManager&) = delete;
@@ -88,6 +116,21 @@ class DeliveryManager {
   // trigger's milestone.
   virtual void recordPresentation(const DeliveryItem&) {}
 
+  // Sends a response on the worker pool.
+  asio::awaitable<bool> submit(SurveyResponse response);
+  // Makes no item current; the time it went on screen goes with it.
+  void clearCurrent();
+  // An event about `item` with its ids and names added.
+  void trackItemEvent(std::string_view name, const Survey& item, JSONObject properties);
+  // The dashboard's own submit and response events of an accepted answer, with the answers.
+  void trackAnsweredEvents(const Survey& item, const JSONObject& responses);
+  // The response record of the answers, with the seconds the current item has been on screen;
+  // absent before a start-up succeeded.
+  std::optional<SurveyResponse> makeResponse(const Survey& item, const JSONObject& responses, bool completed);
+  // Read before a dismissal clears it.
+  std::optional<Timestamp> presentedAt() const noexcept { return presentedAt_; }
+  std::string newResponseId() { return reporting_.newId ? reporting_.newId() : std::string(); }
+
   // The shared steps of the check (see checkSharedSteps).
   asio::awaitable<std::optional<DeliveryVerdict>> checkShared(const DeliveryItem& item, std::string_view eventName,
                                                               bool preview, GuardExcuse excuse) {
@@ -102,12 +145,18 @@ class DeliveryManager {
   asio::awaitable<const DeliveryItem*> presentFirstEligible(Candidates candidates, std::string eventName,
                                                             bool useItemTrigger);
   void present(const DeliveryItem& item, std::string_view triggerEvent);
+  // The item's impression events, unless the backend's kill switch silences them.
+  void reportImpression(const Survey& item);
 
   asio::any_io_executor workers_;
   Fetch fetch_;
+  Submit submit_;
   DeliveryList items_;
   Published<std::optional<Survey>> current_;
+  std::optional<Timestamp> presentedAt_;  // when the current item went on screen
   ShownTimestamps shownAt_;
+  DeliveryReporting reporting_;
+  DeliveryWording wording_;
 };
 
 }  // namespace tarnwell::detail
