@@ -50,8 +50,9 @@ struct LiveCards : bench::DeliveryWorld {
     }
     bundle.liveCards.push_back(benchCard(kCards - 1, kTrigger));
     storeFresh(bundle);
-    manager = std::make_unique<LiveCardManager>(parts(), LiveCardRepository(gateway(), bundles(), telemetry),
-                                                LiveCardReporting{uuids, iosDeviceProfile, {}});
+    DeliveryManagerParts reporting = parts();
+    reporting.reporting = {.device = iosDeviceProfile, .newId = [this] { return uuids.next(); }};
+    manager = std::make_unique<LiveCardManager>(reporting, LiveCardRepository(gateway(), bundles(), telemetry));
     run(manager->refresh());
     parsed = *bundle.liveCards.back().targeting();
     tracker.recordEvent(kTrigger, clock.now());

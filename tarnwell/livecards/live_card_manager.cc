@@ -44,11 +44,11 @@ const std::vector<std::size_t>* LiveCardSet::cardsFor(std::string_view triggerId
   return found == byTrigger.end() ? nullptr : &found->second;
 }
 
-LiveCardManager::LiveCardManager(DeliveryManagerParts parts, LiveCardRepository repository, LiveCardReporting reporting)
+LiveCardManager::LiveCardManager(DeliveryManagerParts parts, LiveCardRepository repository)
     : services_(deliveryServices(parts)),
       workers_(parts.workers),
       repository_(std::move(repository)),
-      reporting_(std::move(reporting)),
+      reporting_(std::move(parts.reporting)),
       items_(std::make_shared<const LiveCardSet>()) {}
 
 asio::awaitable<void> LiveCardManager::refresh() { items_ = co_await runOn(workers_, fetchLiveCardItems(repository_)); }
@@ -110,11 +110,15 @@ asio::awaitable<bool> LiveCardManager::passesCheck(const LiveCardItem& item, std
   co_return true;
 }
 
-std::string LiveCardManager::freshRecordId() { return toLowerAscii(reporting_.uuids.next()); }
+std::string LiveCardManager::freshRecordId() { return reporting_.newId ? toLowerAscii(reporting_.newId()) : ""; }
+
+void LiveCardManager::report(std::string name, JSONObject properties) {
+  if (reporting_.trackEvent) reporting_.trackEvent(std::move(name), std::move(properties), "live_card");
+}
 
 void LiveCardManager::trackImpression(const LiveCard& card) {
   if (!hasCardId(card) || trackedImpressionIds_.contains(*card.id)) return;
-  const DeviceInfo device = reporting_.device();
+  const DeviceInfo device = reporting_.device ? reporting_.device() : DeviceInfo{};
   const Timestamp now = services_.clock.now();
   LiveCardImpression impression = makeLiveCardImpression(
       {services_.properties, services_.sessions.getCurrentSessionId(), device, now}, freshRecordId(), card);
@@ -122,7 +126,7 @@ void LiveCardManager::trackImpression(const LiveCard& card) {
   if (!repository_.trackImpression(impression)) return;
   trackedImpressionIds_.emplace(*card.id, std::move(impressionId));
   shownAtByCardId_.insert_or_assign(*card.id, now);
-  reporting_.trackEvent("live_card_impression", liveCardEventProperties(card, {}));
+  report("live_card_impression", liveCardEventProperties(card, {}));
 }
 
 asio::awaitable<void> LiveCardManager::trackClick(LiveCard card, LiveCardAction action) {
@@ -133,15 +137,14 @@ asio::awaitable<void> LiveCardManager::trackClick(LiveCard card, LiveCardAction 
   }
   std::optional<Timestamp> shownAt;
   if (const auto found = shownAtByCardId_.find(*card.id); found != shownAtByCardId_.end()) shownAt = found->second;
-  const DeviceInfo device = reporting_.device();
+  const DeviceInfo device = reporting_.device ? reporting_.device() : DeviceInfo{};
   LiveCardClick click =
       makeLiveCardClick({services_.properties, services_.sessions.getCurrentSessionId(), device, services_.clock.now()},
                         freshRecordId(), card, action, std::move(impressionId), shownAt);
   asio::awaitable<bool> sending = sendLiveCardClick(repository_, std::move(click));
   const bool accepted = co_await runOn(workers_, std::move(sending));
   // A refused click leaves no event and is not tried again.
-  if (accepted)
-    reporting_.trackEvent("live_card_click", liveCardEventProperties(card, liveCardClickExtras(card, action)));
+  if (accepted) report("live_card_click", liveCardEventProperties(card, liveCardClickExtras(card, action)));
 }
 
 }  // namespace tarnwell::detail

@@ -4,11 +4,6 @@
 #include "tarnwell/sdk/detail/facade_impl.h"
 
 namespace tarnwell {
-namespace {
-
-constexpr std::chrono::milliseconds kSetterSyncDelay{750};
-
-}  // namespace
 
 std::optional<detail::UserSyncSnapshot> Tarnwell::Impl::makeSnapshot(std::optional<std::string> sessionOverride,
                                                                      bool isRegistered) {
@@ -110,40 +105,24 @@ void Tarnwell::setUserProfile(std::string userId, std::string userType, JSONObje
 
 void Tarnwell::resetUser(std::string) { impl_->spawnOnMain(impl_->resetUser()); }
 
-void Tarnwell::Impl::setPropertyThenSync(std::function<void(detail::PropertyManager&)> change) {
-  runOnMain([this, change = std::move(change)] {
-    change(*properties);
-    scheduleUserSync(kSetterSyncDelay);
-  });
-}
-
 void Tarnwell::setUserProperty(std::string key, JSONValue value) {
-  impl_->setPropertyThenSync([key = std::move(key), value = std::move(value)](detail::PropertyManager& p) mutable {
-    p.setUserProperty(std::move(key), std::move(value));
-  });
+  impl_->setPropertyThenSync(&detail::PropertyManager::setUserProperty, std::move(key), std::move(value));
 }
 
 void Tarnwell::setAppProperty(std::string key, JSONValue value) {
-  impl_->setPropertyThenSync([key = std::move(key), value = std::move(value)](detail::PropertyManager& p) mutable {
-    p.setAppProperty(std::move(key), std::move(value));
-  });
+  impl_->setPropertyThenSync(&detail::PropertyManager::setAppProperty, std::move(key), std::move(value));
 }
 
 void Tarnwell::setDeviceProperty(std::string key, JSONValue value) {
-  impl_->setPropertyThenSync([key = std::move(key), value = std::move(value)](detail::PropertyManager& p) mutable {
-    p.setDeviceProperty(std::move(key), std::move(value));
-  });
+  impl_->setPropertyThenSync(&detail::PropertyManager::setDeviceProperty, std::move(key), std::move(value));
 }
 
 void Tarnwell::setCustomProperty(std::string key, JSONValue value) {
-  impl_->setPropertyThenSync([key = std::move(key), value = std::move(value)](detail::PropertyManager& p) mutable {
-    p.setCustomProperty(std::move(key), std::move(value));
-  });
+  impl_->setPropertyThenSync(&detail::PropertyManager::setCustomProperty, std::move(key), std::move(value));
 }
 
 void Tarnwell::setUserType(std::string userType) {
-  impl_->setPropertyThenSync(
-      [userType = std::move(userType)](detail::PropertyManager& p) mutable { p.setUserType(std::move(userType)); });
+  impl_->setPropertyThenSync(&detail::PropertyManager::setUserType, std::move(userType));
 }
 
 }  // namespace tarnwell

@@ -7,14 +7,8 @@ namespace tarnwell {
 void Tarnwell::Impl::configureLiveCardManager() {
   detail::LiveCardRepository repository(detail::RuntimeGatewayRepository(client(), transport),
                                         makeRuntimeBundleRepository(), telemetry());
-  // The manager's events go through trackEvent like the host's own, state gate and queue included.
-  detail::LiveCardReporting reporting{
-      .uuids = *uuids, .device = deviceInfo, .trackEvent = [this](std::string name, JSONObject eventProperties) {
-        trackEvent(name, eventProperties, "live_card");
-      }};
   // A new start-up starts from no cards and no reported impressions.
-  liveCards.set(
-      std::make_shared<detail::LiveCardManager>(deliveryManagerParts(), std::move(repository), std::move(reporting)));
+  liveCards.set(std::make_shared<detail::LiveCardManager>(deliveryManagerParts(), std::move(repository)));
 }
 
 asio::awaitable<void> Tarnwell::Impl::createLiveCardView(

@@ -54,11 +54,15 @@ struct LiveCardManagerTest : DeliveryFixture {
     bundle.liveCards = cards;
     bundle.loadedAt = toEpochSeconds(clock.now());
     bundles().writeCachedBundle(bundle);
-    manager = std::make_unique<LiveCardManager>(
-        parts(), LiveCardRepository(gateway(), bundles(), telemetry),
-        LiveCardReporting{uuids, desktop, [this](std::string name, JSONObject properties) {
-                            events.push_back(name + " " + JSONValue(properties).encode());
-                          }});
+    DeliveryManagerParts reporting = parts();
+    reporting.reporting = {.trackEvent =
+                               [this](std::string name, JSONObject properties, std::string type) {
+                                 EXPECT_EQ(type, "live_card");
+                                 events.push_back(name + " " + JSONValue(properties).encode());
+                               },
+                           .device = desktop,
+                           .newId = [this] { return uuids.next(); }};
+    manager = std::make_unique<LiveCardManager>(reporting, LiveCardRepository(gateway(), bundles(), telemetry));
     run(manager->refresh());
   }
   std::optional<std::string> chosen(const std::string& trigger) {

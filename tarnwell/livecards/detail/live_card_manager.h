@@ -4,7 +4,7 @@
 // trigger for the current user, and reports what happened to a card: its impression once, and
 // every click.
 //
-//   LiveCardManager cards(parts, repository, {uuids, deviceInfo, trackEvent});
+//   LiveCardManager cards(parts, repository);
 //   co_await cards.refresh();
 //   std::optional<LiveCard> card = co_await cards.eligibleLiveCard("HOME_TOP");   // meets "home_top"
 //   if (card) cards.trackImpression(*card);
@@ -72,17 +72,10 @@ struct LiveCardSet {
 
 using LiveCardList = std::shared_ptr<const LiveCardSet>;
 
-// What reporting needs beyond the delivery parts.
-struct LiveCardReporting {
-  UuidGenerator& uuids;
-  DeviceInfoProvider device;
-  // Sends an event of the type "live_card" (the facade's trackEvent, with its state gate).
-  std::function<void(std::string name, JSONObject properties)> trackEvent;
-};
-
 class LiveCardManager {
  public:
-  LiveCardManager(DeliveryManagerParts parts, LiveCardRepository repository, LiveCardReporting reporting);
+  // Reports through `parts.reporting`: its device, fresh ids and events of the type "live_card".
+  LiveCardManager(DeliveryManagerParts parts, LiveCardRepository repository);
   LiveCardManager(const LiveCardManager&) = delete;
   LiveCardManager& operator=(const LiveCardManager&) = delete;
 
@@ -106,11 +99,12 @@ class LiveCardManager {
   // The check of one card for the trigger, without the status and trigger match.
   asio::awaitable<bool> passesCheck(const LiveCardItem& item, std::string_view triggerId);
   std::string freshRecordId();
+  void report(std::string name, JSONObject properties);
 
   DeliveryServices services_;
   asio::any_io_executor workers_;
   LiveCardRepository repository_;
-  LiveCardReporting reporting_;
+  DeliveryReporting reporting_;
   LiveCardList items_;
   // By card id: the impression reported for it, and when. Never cleared while the manager lives.
   std::unordered_map<std::string, std::string> trackedImpressionIds_;

@@ -86,7 +86,16 @@ struct Tarnwell::Impl {
   asio::awaitable<void> resetUser();
   void startSessionTracking();
   void endSessionTracking();
-  void setPropertyThenSync(std::function<void(detail::PropertyManager&)> change);
+  // A change of the user's properties reaches the backend with the next sync, this long after.
+  static constexpr std::chrono::milliseconds kSetterSyncDelay{750};
+  // Applies one property setter on the main context, then schedules the sync.
+  template <typename... Params, typename... Args>
+  void setPropertyThenSync(void (detail::PropertyManager::*setter)(Params...), Args... args) {
+    runOnMain([this, setter, args...]() mutable {
+      ((*properties).*setter)(std::move(args)...);
+      scheduleUserSync(kSetterSyncDelay);
+    });
+  }
 
   // ---- Events (facade_events.cc) --------------------------------------------------------
   void trackEvent(const std::string& name, const JSONObject& properties, const std::string& eventType,
