@@ -147,7 +147,7 @@ void Tarnwell::dismissCurrentAnnouncement() {
   });
 }
 
-// ---- What both kinds share -------------------------------------------------------------------
+// ---- The overlay's feeds ---------------------------------------------------------------------
 
 OverlayFeeds Tarnwell::overlayFeeds() {
   OverlayFeeds feeds;
@@ -163,22 +163,6 @@ OverlayFeeds Tarnwell::overlayFeeds() {
   };
   feeds.announcementActions.dismiss = [this] { dismissCurrentAnnouncement(); };
   return feeds;
-}
-
-void Tarnwell::getEventCount(std::string eventName, std::function<void(std::int64_t)> completion) {
-  impl_->runOnMain([impl = impl_.get(), eventName = std::move(eventName), completion = std::move(completion)] {
-    const std::int64_t count = impl->behavioralEventTracker().getEventCount(eventName);
-    if (completion) completion(count);
-  });
-}
-
-void Tarnwell::wasMilestoneShown(std::string itemId, std::string eventName, std::int64_t count,
-                                 std::function<void(bool)> completion) {
-  impl_->runOnMain([impl = impl_.get(), itemId = std::move(itemId), eventName = std::move(eventName), count,
-                    completion = std::move(completion)] {
-    const bool shown = impl->behavioralEventTracker().wasMilestoneShown(itemId, eventName, count);
-    if (completion) completion(shown);
-  });
 }
 
 }  // namespace tarnwell

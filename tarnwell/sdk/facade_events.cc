@@ -1,5 +1,5 @@
 // Tracking an event: counted on the device at once, built on the main context from the
-// identity of the moment, then handed to the event queue.
+// identity of the moment, then handed to the event queue; and what the device has counted.
 #include "tarnwell/sdk/detail/facade_impl.h"
 
 namespace tarnwell {
@@ -49,6 +49,24 @@ void Tarnwell::getQueuedEventCount(std::function<void(std::size_t)> completion) 
 asio::awaitable<void> Tarnwell::Impl::reportQueuedEventCount(std::function<void(std::size_t)> completion) {
   const std::size_t count = co_await eventManager()->queuedEventCount();
   if (completion) completion(count);
+}
+
+// ---- What the device has counted -----------------------------------------------------------
+
+void Tarnwell::getEventCount(std::string eventName, std::function<void(std::int64_t)> completion) {
+  impl_->runOnMain([impl = impl_.get(), eventName = std::move(eventName), completion = std::move(completion)] {
+    const std::int64_t count = impl->behavioralEventTracker().getEventCount(eventName);
+    if (completion) completion(count);
+  });
+}
+
+void Tarnwell::wasMilestoneShown(std::string itemId, std::string eventName, std::int64_t count,
+                                 std::function<void(bool)> completion) {
+  impl_->runOnMain([impl = impl_.get(), itemId = std::move(itemId), eventName = std::move(eventName), count,
+                    completion = std::move(completion)] {
+    const bool shown = impl->behavioralEventTracker().wasMilestoneShown(itemId, eventName, count);
+    if (completion) completion(shown);
+  });
 }
 
 }  // namespace tarnwell
