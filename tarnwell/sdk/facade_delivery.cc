@@ -27,6 +27,8 @@ void Tarnwell::Impl::configureDeliveryManagers() {
       parts, detail::SurveyRepository(gateway, makeRuntimeBundleRepository()), *store);
   const auto announcementManager = std::make_shared<detail::AnnouncementManager>(
       parts, detail::AnnouncementRepository(gateway, makeRuntimeBundleRepository()));
+  if (const auto previous = surveys.get()) surveyManager->carryOverHostState(*previous);
+  if (const auto previous = announcements.get()) announcementManager->carryOverHostState(*previous);
   surveys.set(surveyManager);
   announcements.set(announcementManager);
   // The old managers' observers go with them; the new ones start from "nothing on screen".

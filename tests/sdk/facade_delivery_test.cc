@@ -253,5 +253,22 @@ TEST_F(TarnwellDeliveryTest, ANewStartUpReplacesTheManagersAndKeepsObservingThem
   EXPECT_EQ(impressions, 2u);
 }
 
+TEST_F(TarnwellDeliveryTest, TheHostsCallbacksOutliveANewStartUp) {
+  ASSERT_EQ(sdk.start(), SDKState::ready());
+  sdk->showSurvey("nothing_matches", outcomes);
+  sdk->showAnnouncement("nothing_matches", outcomes);
+  ASSERT_EQ(sdk.start(), SDKState::ready());
+  bool refreshed = false;
+  sdk->refreshSurveys(true, [&] { sdk->refreshAnnouncements(true, [&] { refreshed = true; }); });
+  ASSERT_TRUE(sdk.waitUntil([&] { return refreshed; }));
+  // Shown without a callback of their own: the one handed to the first managers hears of them.
+  sdk->showSurvey("checkout", [](std::optional<Survey>) {});
+  sdk->showAnnouncement("promo", [](std::optional<Survey>) {});
+  sdk->dismissCurrentSurvey();
+  sdk->dismissCurrentAnnouncement();
+  sdk.settle();
+  EXPECT_EQ(outcomes->calls, (std::vector<std::string>{"dismissed s1", "a-dismissed a2"}));
+}
+
 }  // namespace
 }  // namespace tarnwell

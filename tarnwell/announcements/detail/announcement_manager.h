@@ -34,6 +34,12 @@ class AnnouncementManager final : public DeliveryManager {
 
   // The host's callback for every later outcome, until another replaces it.
   void setCallback(std::shared_ptr<AnnouncementCallback> callback) { callback_ = std::move(callback); }
+  // The host's callback and a pending silent dismissal outlive the manager: a new start-up's
+  // manager carries them over, and only teardown lets go of the callback.
+  void carryOverHostState(const AnnouncementManager& previous) {
+    callback_ = previous.callback_;
+    suppressNextDismissCallback_ = previous.suppressNextDismissCallback_;
+  }
 
   // The announcement answered by a button press (`completed` for the primary one): the host's
   // onAnnouncementSubmitted or onAnnouncementCancelled with the button's target, the dismissal
@@ -53,7 +59,7 @@ class AnnouncementManager final : public DeliveryManager {
 
  private:
   void reportOutcome(const Survey& announcement, const JSONObject& responses, bool completed,
-                     std::optional<Timestamp> presentedAt);
+                     std::optional<Timestamp> shownSince);
 
   std::shared_ptr<AnnouncementCallback> callback_;
   // Set by a response's own dismissal; with no id the flag stays for the next dismissal.

@@ -32,6 +32,9 @@ class SurveyManager final : public DeliveryManager {
 
   // The host's callback for every later outcome, until another replaces it.
   void setCallback(std::shared_ptr<SurveyCallback> callback) { callback_ = std::move(callback); }
+  // The host's callback outlives the manager that took it: a new start-up's manager carries it
+  // over, and only teardown lets go of it.
+  void carryOverHostState(const SurveyManager& previous) { callback_ = previous.callback_; }
 
   // Sends the answers; whether the backend took them. Taken: the "survey_submitted" (or, not
   // completed, "survey_cancelled") event and the dashboard's own events, the host's
