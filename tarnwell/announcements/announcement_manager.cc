@@ -75,7 +75,7 @@ void AnnouncementManager::reportOutcome(const Survey& announcement, const JSONOb
 void AnnouncementManager::dismissCurrentAnnouncement() {
   const std::optional<Survey> shown = current().value();
   const std::string id = shown ? shown->id.value_or("") : "";
-  clearCurrent();
+  current().set(std::nullopt);
   if (id.empty()) return;
   if (std::exchange(suppressNextDismissCallback_, false)) return;
   if (callback_) callback_->onAnnouncementDismissed(id);

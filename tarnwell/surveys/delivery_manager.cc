@@ -38,7 +38,11 @@ DeliveryManager::DeliveryManager(DeliveryManagerParts parts, DeliveryWording wor
       items_(makeDeliveryList({})),
       current_(parts.main, std::nullopt),
       reporting_(std::move(parts.reporting)),
-      wording_(wording) {}
+      wording_(wording) {
+  // Like every observer of the current item, this one hears of it on a later turn of the main
+  // context, after the presentation's own bookkeeping and the caller's answer.
+  currentObserver_ = current_.subscribe([this](const std::optional<Survey>& item) { observeCurrent(item); });
+}
 
 asio::awaitable<void> DeliveryManager::refresh() { items_ = co_await runOn(workers_, fetchItems(fetch_)); }
 
@@ -100,29 +104,22 @@ asio::awaitable<const DeliveryItem*> DeliveryManager::presentFirstEligible(Candi
 
 void DeliveryManager::present(const DeliveryItem& item, std::string_view triggerEvent) {
   current_.set(item.survey);
-  presentedAt_ = services_.clock.now();
-  if (item.survey.id) shownAt_[*item.survey.id] = *presentedAt_;
+  if (item.survey.id) shownAt_[*item.survey.id] = services_.clock.now();
   recordPresentation(item);
   markPresentedMilestone(item, triggerEvent, services_.tracker);
-  // Last: the impression's own events may trigger deliveries of their own.
-  reportImpression(item.survey);
 }
 
 asio::awaitable<bool> DeliveryManager::submit(SurveyResponse response) {
   co_return co_await runOn(workers_, sendResponse(submit_, std::move(response)));
 }
 
-void DeliveryManager::clearCurrent() {
-  current_.set(std::nullopt);
-  presentedAt_.reset();
-}
-
-void DeliveryManager::reportImpression(const Survey& item) {
-  if (reporting_.killSwitches && reporting_.killSwitches().*wording_.impressionSwitch) return;
-  if (const auto analytics = item.analytics()) {
-    if (auto name = configuredEventName(analytics->impressionEvent)) trackItemEvent(*name, item, {});
+void DeliveryManager::observeCurrent(const std::optional<Survey>& item) {
+  presentedAt_ = item ? std::optional<Timestamp>(services_.clock.now()) : std::nullopt;
+  if (!item || (reporting_.killSwitches && reporting_.killSwitches().*wording_.impressionSwitch)) return;
+  if (const auto analytics = item->analytics()) {
+    if (auto name = configuredEventName(analytics->impressionEvent)) trackItemEvent(*name, *item, {});
   }
-  trackItemEvent(wording_.impressionEvent, item, {});
+  trackItemEvent(wording_.impressionEvent, *item, {});
 }
 
 void DeliveryManager::trackItemEvent(std::string_view name, const Survey& item, JSONObject properties) {

@@ -136,13 +136,14 @@ void SurveyManager::reportOutcome(const Survey& survey, const JSONObject& respon
 void SurveyManager::dismissCurrentSurvey() {
   const std::optional<Survey> shown = current().value();
   if (shown && shown->id) ledger_.recordDismissal(*shown->id);
-  clearCurrent();
+  current().set(std::nullopt);
   if (shown && shown->id && !shown->id->empty() && callback_) callback_->onSurveyDismissed(*shown->id);
 }
 
 void SurveyManager::completeCurrentSurvey(const Survey& survey) {
   if (survey.id) ledger_.recordCompletion(*survey.id);
-  if (const std::optional<Survey> shown = current().value(); shown && shown->id == survey.id) clearCurrent();
+  if (const std::optional<Survey> shown = current().value(); shown && shown->id == survey.id)
+    current().set(std::nullopt);
 }
 
 }  // namespace tarnwell::detail

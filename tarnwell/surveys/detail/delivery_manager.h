@@ -118,8 +118,6 @@ class DeliveryManager {
 
   // Sends a response on the worker pool.
   asio::awaitable<bool> submit(SurveyResponse response);
-  // Makes no item current; the time it went on screen goes with it.
-  void clearCurrent();
   // An event about `item` with its ids and names added.
   void trackItemEvent(std::string_view name, const Survey& item, JSONObject properties);
   // The dashboard's own submit and response events of an accepted answer, with the answers.
@@ -127,7 +125,7 @@ class DeliveryManager {
   // The response record of the answers, with the seconds the current item has been on screen;
   // absent before a start-up succeeded.
   std::optional<SurveyResponse> makeResponse(const Survey& item, const JSONObject& responses, bool completed);
-  // Read before a dismissal clears it.
+  // When the current item went on screen, as its observer heard: a dismissal clears it a turn later.
   std::optional<Timestamp> presentedAt() const noexcept { return presentedAt_; }
   std::string newResponseId() { return reporting_.newId ? reporting_.newId() : std::string(); }
 
@@ -145,8 +143,9 @@ class DeliveryManager {
   asio::awaitable<const DeliveryItem*> presentFirstEligible(Candidates candidates, std::string eventName,
                                                             bool useItemTrigger);
   void present(const DeliveryItem& item, std::string_view triggerEvent);
-  // The item's impression events, unless the backend's kill switch silences them.
-  void reportImpression(const Survey& item);
+  // Each value of the current item, a turn after it was set: the time it went on screen, and
+  // its impression events unless the backend's kill switch silences them.
+  void observeCurrent(const std::optional<Survey>& item);
 
   asio::any_io_executor workers_;
   Fetch fetch_;
@@ -157,6 +156,7 @@ class DeliveryManager {
   ShownTimestamps shownAt_;
   DeliveryReporting reporting_;
   DeliveryWording wording_;
+  Subscription currentObserver_;  // after current_: it goes first
 };
 
 }  // namespace tarnwell::detail
