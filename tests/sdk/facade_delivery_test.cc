@@ -97,6 +97,21 @@ TEST_F(TarnwellDeliveryTest, ATrackedEventPresentsBothItemsAndReportsTheirImpres
   EXPECT_FALSE(current());
 }
 
+TEST_F(TarnwellDeliveryTest, TheImpressionIsReportedAfterTheShowHasAnswered) {
+  ASSERT_EQ(sdk.start(), SDKState::ready());
+  sdk->showSurvey("checkout", [&](std::optional<Survey> shown) {
+    if (shown) sdk->trackEvent("host_saw_survey", {}, "custom");
+  });
+  sdk.settle();
+  const std::vector<std::string> events = sentEvents();
+  const auto position = [&](const std::string& prefix) {
+    return std::distance(events.begin(), std::find_if(events.begin(), events.end(),
+                                                      [&](const std::string& e) { return e.rfind(prefix, 0) == 0; }));
+  };
+  ASSERT_LT(position("survey_impression"), std::ssize(events));
+  EXPECT_LT(position("host_saw_survey"), position("survey_impression"));
+}
+
 TEST_F(TarnwellDeliveryTest, TheKillSwitchSilencesImpressionsButTheLedgerStillCounts) {
   RuntimeConfig tuning = defaultRuntimeConfig();
   tuning.killSwitches.disableSurveyImpressions = true;
