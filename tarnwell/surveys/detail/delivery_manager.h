@@ -44,7 +44,7 @@ struct DeliveryReporting {
   // The tenant of the last start-up; absent before one succeeded, and then nothing is answered.
   std::function<std::optional<ApiKeyConfig>()> tenant;
   DeviceInfoProvider device;
-  // A fresh id for a response the events name.
+  // A fresh UUID text: for a response the events name, or a live card record.
   std::function<std::string()> newId;
 };
 
