@@ -1,6 +1,7 @@
 #include "tarnwell/core/detail/text.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 
@@ -71,6 +72,13 @@ std::string toLowerAscii(std::string_view text) {
     if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
   }
   return lower;
+}
+
+std::optional<std::string> writtenScalarText(const JSONValue& value) {
+  if (const double* number = value.asNumber(); number && std::trunc(*number) == *number && std::fabs(*number) < 1e15) {
+    return std::to_string(static_cast<long long>(*number));
+  }
+  return value.stringValue();
 }
 
 }  // namespace tarnwell::detail

@@ -2,7 +2,6 @@
 
 #include <asio/experimental/awaitable_operators.hpp>
 
-#include <cmath>
 #include <exception>
 #include <limits>
 #include <utility>
@@ -15,18 +14,10 @@
 namespace tarnwell::detail {
 namespace {
 
-// A user or app property as text: numbers as written (42, 1.5), booleans as "true"/"false";
-// lists, objects and null count as absent.
+// A user or app property as text (writtenScalarText); lists, objects and null count as absent.
 std::optional<std::string> propertyText(const JSONObject& properties, std::string_view key) {
   const JSONValue* value = properties.find(key);
-  if (value == nullptr) return std::nullopt;
-  if (const double* number = value->asNumber()) {
-    if (std::trunc(*number) == *number && std::fabs(*number) < 1e15) {
-      return std::to_string(static_cast<long long>(*number));
-    }
-  }
-  if (value->isString() || value->isNumber() || value->isBool()) return value->stringValue();
-  return std::nullopt;
+  return value != nullptr ? writtenScalarText(*value) : std::nullopt;
 }
 
 std::optional<std::string> trimmedPropertyText(const JSONObject& properties, std::string_view key) {

@@ -1,6 +1,5 @@
 #include "tarnwell/messagecenter/detail/push_router.h"
 
-#include <cmath>
 #include <exception>
 
 #include "tarnwell/core/detail/text.h"
@@ -12,19 +11,6 @@ using PushFieldMap = std::map<std::string, std::string, std::less<>>;
 
 // Payloads wrap each other a few levels at most; anything deeper is not ours to dig through.
 constexpr int kMaxPushLiftDepth = 8;
-
-std::optional<std::string> pushScalarText(const JSONValue& value) {
-  if (const JSONString* text = value.asString()) return text->str();
-  if (const bool* flag = value.asBool()) return *flag ? "true" : "false";
-  if (const double* number = value.asNumber()) {
-    // Ids sent as numbers read as written: 42, not 42.0.
-    if (std::trunc(*number) == *number && std::fabs(*number) < 1e15) {
-      return std::to_string(static_cast<long long>(*number));
-    }
-    return shortestNumberText(*number);
-  }
-  return std::nullopt;
-}
 
 std::optional<JSONObject> objectInPushText(std::string_view text) {
   const std::string_view trimmed = trimWhitespaceAndNewlines(text);
@@ -41,7 +27,7 @@ std::optional<JSONObject> objectInPushText(std::string_view text) {
 void liftPushFields(const JSONObject& object, PushFieldMap& fields, int depth) {
   // This level's own values first, so they win over whatever nested objects carry.
   for (const auto& [key, value] : object) {
-    if (auto text = pushScalarText(value)) fields.emplace(key, std::move(*text));
+    if (auto text = writtenScalarText(value)) fields.emplace(key, std::move(*text));
   }
   if (depth >= kMaxPushLiftDepth) return;
   for (const auto& [key, value] : object) {

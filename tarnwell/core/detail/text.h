@@ -10,8 +10,11 @@
 // std::bad_alloc from the functions that return a std::string.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
+
+#include "tarnwell/core/json_value.h"
 
 namespace tarnwell::detail {
 
@@ -27,5 +30,10 @@ std::string toLowerAscii(std::string_view text);
 // Whether `a` and `b` are equal when 'A'-'Z' count as 'a'-'z': for identifiers, header names
 // and operator words, which need no locale.
 bool equalsIgnoringAsciiCase(std::string_view a, std::string_view b) noexcept;
+
+// A scalar as people write it, for ids and versions that arrive as JSON numbers: a whole number
+// below 1e15 without a fraction (42, not 42.0), any other number in its shortest form, a boolean
+// as "true"/"false", a string as it is; absent for lists, objects and null.
+std::optional<std::string> writtenScalarText(const JSONValue& value);
 
 }  // namespace tarnwell::detail
